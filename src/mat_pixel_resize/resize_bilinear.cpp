@@ -1,0 +1,166 @@
+// Fixed-point bilinear resize of interleaved 8-bit images (1 to 4 channels).
+//
+// This scalar code is the definition of the kernels' results: 11-bit weights
+// worked out once per call into column and row tables, each source row
+// interpolated horizontally into a 16-bit row buffer, two such buffers cached
+// from one output row to the next, and a vertical blend rounded with +2.
+#include <climits>
+#include <cmath>
+#include <cstdlib>
+
+#include "mat_pixel_resize.h"
+
+namespace {
+
+constexpr int INTER_RESIZE_COEF_BITS = 11;
+constexpr int INTER_RESIZE_COEF_SCALE = 1 << INTER_RESIZE_COEF_BITS;
+
+// Rounds half away from zero in single precision and clamps to 16 bits.
+inline short weight_to_short(float v) {
+    const float r = v >= 0.f ? v + 0.5f : v - 0.5f;
+    const int i = static_cast<int>(r);
+    return static_cast<short>(i < SHRT_MIN ? SHRT_MIN : (i > SHRT_MAX ? SHRT_MAX : i));
+}
+
+// One axis of the tables: source index of the left/upper tap and its weight
+// pair, for `dst_len` outputs over a source of `src_len` (>= 2) samples.
+void axis_table(int src_len, int dst_len, int step, int *ofs, short *weights) {
+    const double scale = static_cast<double>(src_len) / dst_len;
+    for (int d = 0; d < dst_len; ++d) {
+        float f = static_cast<float>((d + 0.5) * scale - 0.5);
+        int s = static_cast<int>(std::floor(f));
+        f -= static_cast<float>(s);
+        if (s < 0) {
+            s = 0;
+            f = 0.f;
+        }
+        if (s >= src_len - 1) {
+            s = src_len - 2;
+            f = 1.f;
+        }
+        ofs[d] = s * step;
+        weights[2 * d] = weight_to_short((1.f - f) * INTER_RESIZE_COEF_SCALE);
+        weights[2 * d + 1] = weight_to_short(f * INTER_RESIZE_COEF_SCALE);
+    }
+}
+
+template <int N>
+void fill_row(const unsigned char *S, const int *xofs, const short *ialpha, int w, short *R) {
+    for (int dx = 0; dx < w; ++dx) {
+        const int sx = xofs[dx];
+        const int a0 = ialpha[2 * dx];
+        const int a1 = ialpha[2 * dx + 1];
+        for (int c = 0; c < N; ++c) {
+            R[dx * N + c] = static_cast<short>((S[sx + c] * a0 + S[sx + N + c] * a1) >> 4);
+        }
+    }
+}
+
+void blend_rows(const short *rows0, const short *rows1, int b0, int b1, int n, unsigned char *Dp) {
+    for (int i = 0; i < n; ++i) {
+        Dp[i] = static_cast<unsigned char>((((b0 * rows0[i]) >> 16) + ((b1 * rows1[i]) >> 16) + 2) >>
+                                           2);
+    }
+}
+
+// Spare values after each row buffer for the 4-lane horizontal stores.
+constexpr int row_spare(int N) { return N == 2 ? 2 : (N == 3 ? 1 : 0); }
+
+template <int N>
+void resize_bilinear(const unsigned char *src, int srcw, int srch, int srcstride,
+                     unsigned char *dst, int w, int h, int stride) {
+    if (src == nullptr || dst == nullptr) return;
+    if (srcw < 2 || srch < 2 || w < 1 || h < 1) return;
+    const long long row_src = static_cast<long long>(srcw) * N;
+    const long long row_dst = static_cast<long long>(w) * N;
+    if (row_src > INT_MAX || row_dst > INT_MAX - 8) return;
+    if (srcstride < row_src || stride < row_dst) return;
+    if (2LL * w + 2LL * h > INT_MAX / 2) return;
+
+    int *buf = static_cast<int *>(std::malloc(sizeof(int) * (2 * static_cast<size_t>(w) + 2 * h)));
+    const size_t row_len = static_cast<size_t>(row_dst) + row_spare(N);
+    short *rows0 = static_cast<short *>(std::malloc(sizeof(short) * row_len));
+    short *rows1 = static_cast<short *>(std::malloc(sizeof(short) * row_len));
+    if (buf == nullptr || rows0 == nullptr || rows1 == nullptr) {
+        std::free(buf);
+        std::free(rows0);
+        std::free(rows1);
+        return;
+    }
+    int *xofs = buf;
+    int *yofs = buf + w;
+    short *ialpha = reinterpret_cast<short *>(buf + w + h);
+    short *ibeta = reinterpret_cast<short *>(buf + w + h + w);
+
+    axis_table(srcw, w, N, xofs, ialpha);
+    axis_table(srch, h, 1, yofs, ibeta);
+
+    int prev_sy1 = -2;
+    const int n = static_cast<int>(row_dst);
+    for (int dy = 0; dy < h; ++dy) {
+        const int sy = yofs[dy];
+        if (sy == prev_sy1) {
+            // both rows already cached
+        } else if (sy == prev_sy1 + 1) {
+            short *t = rows0;
+            rows0 = rows1;
+            rows1 = t;
+            fill_row<N>(src + static_cast<size_t>(srcstride) * (sy + 1), xofs, ialpha, w, rows1);
+        } else {
+            fill_row<N>(src + static_cast<size_t>(srcstride) * sy, xofs, ialpha, w, rows0);
+            fill_row<N>(src + static_cast<size_t>(srcstride) * (sy + 1), xofs, ialpha, w, rows1);
+        }
+        prev_sy1 = sy;
+        blend_rows(rows0, rows1, ibeta[2 * dy], ibeta[2 * dy + 1], n,
+                   dst + static_cast<size_t>(stride) * dy);
+    }
+
+    std::free(buf);
+    std::free(rows0);
+    std::free(rows1);
+}
+
+}  // namespace
+
+void resize_bilinear_c1(const unsigned char *src, int srcw, int srch, int srcstride,
+                        unsigned char *dst, int w, int h, int stride) {
+    resize_bilinear<1>(src, srcw, srch, srcstride, dst, w, h, stride);
+}
+void resize_bilinear_c2(const unsigned char *src, int srcw, int srch, int srcstride,
+                        unsigned char *dst, int w, int h, int stride) {
+    resize_bilinear<2>(src, srcw, srch, srcstride, dst, w, h, stride);
+}
+void resize_bilinear_c3(const unsigned char *src, int srcw, int srch, int srcstride,
+                        unsigned char *dst, int w, int h, int stride) {
+    resize_bilinear<3>(src, srcw, srch, srcstride, dst, w, h, stride);
+}
+void resize_bilinear_c4(const unsigned char *src, int srcw, int srch, int srcstride,
+                        unsigned char *dst, int w, int h, int stride) {
+    resize_bilinear<4>(src, srcw, srch, srcstride, dst, w, h, stride);
+}
+
+// Packed forms: rows follow each other with no padding. Sizes that would
+// overflow the stride are refused by the strided kernel's own checks.
+namespace {
+int packed_stride(int width, int n) {
+    const long long s = static_cast<long long>(width) * n;
+    return s > INT_MAX ? -1 : static_cast<int>(s);
+}
+}  // namespace
+
+void resize_bilinear_c1(const unsigned char *src, int srcw, int srch, unsigned char *dst, int w,
+                        int h) {
+    resize_bilinear_c1(src, srcw, srch, packed_stride(srcw, 1), dst, w, h, packed_stride(w, 1));
+}
+void resize_bilinear_c2(const unsigned char *src, int srcw, int srch, unsigned char *dst, int w,
+                        int h) {
+    resize_bilinear_c2(src, srcw, srch, packed_stride(srcw, 2), dst, w, h, packed_stride(w, 2));
+}
+void resize_bilinear_c3(const unsigned char *src, int srcw, int srch, unsigned char *dst, int w,
+                        int h) {
+    resize_bilinear_c3(src, srcw, srch, packed_stride(srcw, 3), dst, w, h, packed_stride(w, 3));
+}
+void resize_bilinear_c4(const unsigned char *src, int srcw, int srch, unsigned char *dst, int w,
+                        int h) {
+    resize_bilinear_c4(src, srcw, srch, packed_stride(srcw, 4), dst, w, h, packed_stride(w, 4));
+}

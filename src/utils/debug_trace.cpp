@@ -1,0 +1,84 @@
+// Marker files, frame dumps, the debug log and the two timing functions.
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "utils.h"
+#include "utils/debug_trace.h"
+
+namespace {
+
+// Creates `dir` and every missing parent, like "mkdir -p". Failures are not
+// reported here; they show up when the log file cannot be opened.
+void make_directories(const std::string &dir) {
+    for (size_t pos = 1; pos <= dir.size(); ++pos) {
+        if (pos == dir.size() || dir[pos] == '/') {
+            if (dir[pos - 1] == '/') continue;  // repeated separators
+            const std::string prefix = dir.substr(0, pos);
+            if (mkdir(prefix.c_str(), 0777) != 0 && errno != EEXIST) return;
+        }
+    }
+}
+
+// Writes `size` bytes of `data` (when there are any) to `path`, truncating it.
+void dump_frame(const char *path, const unsigned char *data, long size) {
+    FILE *fp = fopen(path, "wb");
+    if (fp == nullptr) return;
+    if (data != nullptr) {
+        if (size > 0) fwrite(data, 1, static_cast<size_t>(size), fp);
+    } else {
+        QEVO_TRACE("grab xq_video_frame data not support for now");
+    }
+    fflush(fp);
+    fclose(fp);
+}
+
+}  // namespace
+
+namespace KIVEX {
+
+int IsFileExist(const char *path) {
+    if (path == nullptr) return 0;
+    return access(path, F_OK) == 0 ? 1 : 0;
+}
+
+FILE *create_debuginfo(const char *logroot) {
+    const std::string root = logroot != nullptr ? logroot : "";
+    if (!root.empty() && IsFileExist(root.c_str()) == 0) make_directories(root);
+    const std::string path = root + "/debug.algo";
+    FILE *fp = root.empty() ? nullptr : fopen(path.c_str(), "w");
+    if (fp == nullptr) {
+        puts("debug log open error");
+        return nullptr;
+    }
+    return fp;
+}
+
+int grab_image(QEVO::ImgMat img) {
+    if (IsFileExist("./AI_WRITE") == 0) return 0;
+    if (img.inlayout == QEVO::NV12) {
+        dump_frame("./img.nv12", img.data, QEVO::yuv420sp_size(img.width, img.height));
+    } else {
+        // 32-bit product as the frame describes it; a negative size writes nothing.
+        const long long size = static_cast<long long>(img.width) * img.height * img.depth;
+        dump_frame("./img.bin", img.data, size > 0x7fffffffLL ? 0 : static_cast<long>(size));
+    }
+    const int ret = remove("./AI_WRITE");
+    if (ret != 0) QEVO_TRACE("remove AI_WRITE error with ret=%d", ret);
+    return ret;
+}
+
+float getDtimeSecond(struct timeval starttime, struct timeval endtime) {
+    const long long usec = static_cast<long long>(endtime.tv_sec - starttime.tv_sec) * 1000000LL +
+                           static_cast<long long>(endtime.tv_usec - starttime.tv_usec);
+    return static_cast<float>(usec) / 1000000.0f;
+}
+
+float getDtimeMiliSecond(struct timeval starttime, struct timeval endtime) {
+    return getDtimeSecond(starttime, endtime) * 1000.0f;
+}
+
+}  // namespace KIVEX
