@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "imageMat.h"
+#include "resize_reference.h"
 #include "support.h"
 #include "utils.h"
 
@@ -32,38 +33,6 @@ bool operator==(const Dims &a, const Dims &b) {
 
 std::ostream &operator<<(std::ostream &os, const Dims &d) {
     return os << d.b << "x" << d.c << "x" << d.h << "x" << d.w;
-}
-
-// Bilinear resample of one plane written directly from the sampling rule:
-// sample at (i + 1) * (src / (dst + 1)) - 0.5 per axis, taps floor and ceil
-// clamped to the plane, blends (1 - a) * v0 + a * v1 in float.
-std::vector<float> reference_bilinear(const std::vector<float> &src, int sw, int sh, int dw,
-                                      int dh) {
-    auto lerp = [](float pos, int i0, float v0, float v1) {
-        float a = pos - static_cast<float>(i0);
-        if (a < 0) a = -a;
-        const float p = (1.f - a) * v0;
-        const float q = a * v1;
-        return p + q;
-    };
-    auto tap = [](float pos, int n, bool up) {
-        int i = up ? static_cast<int>(std::ceil(pos)) : static_cast<int>(std::trunc(pos));
-        return std::min(std::max(i, 0), n - 1);
-    };
-    std::vector<float> out(static_cast<size_t>(dw) * dh);
-    for (int y = 0; y < dh; ++y) {
-        const float py = static_cast<float>((y + 1) * (static_cast<double>(sh) / (dh + 1)) - 0.5);
-        const int y0 = tap(py, sh, false), y1 = tap(py, sh, true);
-        for (int x = 0; x < dw; ++x) {
-            const float px =
-                static_cast<float>((x + 1) * (static_cast<double>(sw) / (dw + 1)) - 0.5);
-            const int x0 = tap(px, sw, false), x1 = tap(px, sw, true);
-            const float top = lerp(px, x0, src[y0 * sw + x0], src[y0 * sw + x1]);
-            const float bot = lerp(px, x0, src[y1 * sw + x0], src[y1 * sw + x1]);
-            out[y * dw + x] = lerp(py, y0, top, bot);
-        }
-    }
-    return out;
 }
 
 }  // namespace
@@ -291,7 +260,7 @@ TEST(TensorMatResize, BilinearMatchesPlaneByPlaneRule) {
     const std::vector<float> got = values(t);
     for (int p = 0; p < 6; ++p) {
         std::vector<float> plane(src.begin() + p * sw * sh, src.begin() + (p + 1) * sw * sh);
-        const std::vector<float> want = reference_bilinear(plane, sw, sh, 7, 4);
+        const std::vector<float> want = qevo_test::reference_bilinear(plane, sw, sh, 7, 4);
         for (int i = 0; i < 28; ++i) ASSERT_EQ(got[p * 28 + i], want[i]) << p << "," << i;
     }
 }
