@@ -167,6 +167,7 @@ TEST(ImageMat, ResizeRefusalsLeaveImageUnchanged) {
         {4, 3, RGB, 2, -1, ""},
         {1, 3, RGB, 2, 2, ""},  // one column cannot be interpolated
         {4, 3, RGB, 60000, 60000, ""},
+        {4, 1, RGB, 2, 2, ""},  // a buffer of 4x4x1 bytes is too small for RGB
     };
     for (const Case &k : refused) {
         ImageMat img = make(k.w, 4, k.c, k.f, px, true);
@@ -230,4 +231,7 @@ TEST(ImageMat, SemiPlanarCropCopiesBothPlanes) {
         EXPECT_TRUE(same(copy.data, c.data, 54));
         EXPECT_EQ(img.crop(4, 4, 5, 8).data, nullptr);  // narrower than a chroma pair
     }
+    // Built from fields, NV21 of depth 1 holds luma only: no chroma to crop.
+    ImageMat lumaOnly = make(W, H, 1, NV21, frame, true);
+    EXPECT_EQ(lumaOnly.crop(0, 0, 4, 4).data, nullptr);
 }
