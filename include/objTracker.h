@@ -17,8 +17,6 @@
 #include "detection_type_api.h"
 #include "imageMat.h"
 
-class ImageMat;
-
 // One tracked object: smoothed box, velocity, class votes, centre / score /
 // servo histories, miss balance, identifier and (for tracks built from an
 // image patch) a 256 x 256 mosaic of 4 x 4 tiles of 64 x 64 pixels holding the
