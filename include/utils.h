@@ -121,6 +121,21 @@ QEVO_API std::vector<float> bboxes_iou(OBJTRACK objtracker, std::vector<QEVO::ob
 // ---------------------------------------------------------------------------
 // Tensor arithmetic
 // ---------------------------------------------------------------------------
+}  // namespace KIVEX
+
+#include <memory>
+
+class TensorMat;
+
+namespace KIVEX {
+extern "C" {
+
+// Takes shared ownership of two tensors for the duration of the call and
+// performs no operation on them (element-wise addition is TensorMat::add).
+// Always returns 0.
+QEVO_API int add_TensorMat(std::shared_ptr<TensorMat> a, std::shared_ptr<TensorMat> b);
+
+}  // extern "C"
 
 }  // namespace KIVEX
 

@@ -1,0 +1,237 @@
+// ImageMat: buffer sizes per format, ownership through copies and moves,
+// resize and crop.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "imageMat.h"
+#include "support.h"
+
+using namespace QEVO;
+
+namespace {
+
+std::vector<unsigned char> ramp(size_t n) {
+    std::vector<unsigned char> v(n);
+    for (size_t i = 0; i < n; ++i) v[i] = static_cast<unsigned char>(1 + i * 7);
+    return v;
+}
+
+ImageMat make(int w, int h, int c, INPUT_LAYOUT f, std::vector<unsigned char> &px, bool own) {
+    return ImageMat(w, h, c, HWC, f, IR, 0, reinterpret_cast<char *>(px.data()), own);
+}
+
+bool same(const unsigned char *a, const unsigned char *b, size_t n) {
+    return a != nullptr && std::memcmp(a, b, n) == 0;
+}
+
+}  // namespace
+
+// Copies copy exactly the bytes each constructor sized; reading more would
+// trip the sanitizer build, reading fewer fails the comparison.
+TEST(ImageMat, BufferSizesPerFormatAndConstructor) {
+    std::vector<unsigned char> px = ramp(24);
+    ImageMat nv12 = make(4, 2, 1, NV12, px, true);  // semi-planar: 12 bytes
+    ImageMat nv21 = make(4, 2, 1, NV21, px, true);  // fields: w x h x c = 8 bytes
+    ImgMat rec;
+    rec.data = px.data();
+    rec.width = 4;
+    rec.height = 2;
+    rec.depth = 1;
+    rec.inlayout = NV21;  // record: semi-planar, 12 bytes
+    rec.cfg = 1234;
+    ImageMat recNv21(rec, true);
+    rec.depth = 3;
+    rec.inlayout = RGB;  // 24 bytes
+    ImageMat recRgb(rec, true);
+    const std::pair<const ImageMat *, size_t> sized[] = {
+        {&nv12, 12}, {&nv21, 8}, {&recNv21, 12}, {&recRgb, 24}};
+    for (const auto &k : sized) {
+        ImageMat copy(*k.first);
+        EXPECT_NE(copy.data, k.first->data);
+        EXPECT_TRUE(same(k.first->data, px.data(), k.second));
+        EXPECT_TRUE(same(copy.data, px.data(), k.second));
+    }
+    EXPECT_EQ(recRgb.cfg, 1234);
+    EXPECT_EQ(nv12.cfg, 0);
+
+    rec.data = nullptr;
+    EXPECT_EQ(ImageMat(rec, true).data, nullptr);
+    EXPECT_EQ(ImageMat(70000, 70000, 3, HWC, RGB, IR, 0, nullptr, true).data, nullptr);
+    EXPECT_EQ(make(-4, 2, 3, RGB, px, false).data, nullptr);
+}
+
+TEST(ImageMat, OwnershipThroughCopiesAndMoves) {
+    std::vector<unsigned char> px = ramp(30);
+    const std::vector<unsigned char> before = px;
+    ImageMat a = make(5, 2, 3, RGB, px, true);
+    a.DetresultsRects.push_back(objinfo{1, 2, 3, 4, 0.5f, 1, 2, 3, 4});
+    {
+        ImageMat borrow = make(5, 2, 3, RGB, px, false);
+        ImageMat borrowCopy(borrow);
+        EXPECT_EQ(borrowCopy.data, px.data());
+        EXPECT_FALSE(borrowCopy.DeepCopy);
+
+        ImageMat b(a);
+        EXPECT_NE(b.data, a.data);
+        EXPECT_EQ(b.DetresultsRects.size(), 1u);
+        b.data[0] ^= 0xff;
+        EXPECT_EQ(a.data[0], px[0]);
+
+        borrow = b;  // a borrowing image becomes an owning copy
+        EXPECT_TRUE(borrow.DeepCopy);
+        EXPECT_NE(borrow.data, b.data);
+        b = borrowCopy;  // and back: the owned pixels are released
+        EXPECT_EQ(b.data, px.data());
+        const ImageMat &self = a;
+        a = self;
+        EXPECT_TRUE(same(a.data, px.data(), 30));
+    }
+    EXPECT_EQ(px, before);  // the borrowers neither freed nor wrote it
+
+    unsigned char *p = a.data;
+    ImageMat m(std::move(a));
+    EXPECT_EQ(m.data, p);
+
+    std::vector<ImageMat> list;  // growth copies or moves every element
+    for (int i = 0; i < 16; ++i) {
+        list.push_back(make(5, 2, 3, RGB, px, i % 2 == 0));
+    }
+    std::vector<ImageMat> copies = list;
+    for (size_t i = 0; i < copies.size(); ++i) {
+        EXPECT_TRUE(same(copies[i].data, px.data(), 30));
+        EXPECT_EQ(copies[i].data == px.data(), i % 2 == 1);
+    }
+}
+
+TEST(ImageMat, ResizeByFormat) {
+    std::vector<unsigned char> px = ramp(48);
+    const std::vector<unsigned char> before = px;
+    // BGR halved: each byte is the mean of its 2x2 block, halves upward. A
+    // borrowed source is left alone and the new buffer is the image's own.
+    ImageMat img = make(4, 4, 3, BGR, px, false);
+    ASSERT_EQ(img.resize(2, 2), 0);
+    EXPECT_TRUE(img.DeepCopy);
+    EXPECT_EQ(px, before);
+    ASSERT_EQ(img.width * img.height, 4);
+    for (int i = 0; i < 12; ++i) {
+        const int y = i / 6, x = (i / 3) % 2, c = i % 3;
+        auto at = [&](int yy, int xx) { return px[(yy * 4 + xx) * 3 + c]; };
+        const int sum = at(2 * y, 2 * x) + at(2 * y, 2 * x + 1) + at(2 * y + 1, 2 * x) +
+                        at(2 * y + 1, 2 * x + 1);
+        EXPECT_EQ(img.data[i], (sum + 2) / 4) << i;
+    }
+    // Same size still reallocates, with identical bytes.
+    ImageMat rgb = make(4, 4, 3, RGB, px, true);
+    unsigned char *old = rgb.data;
+    ASSERT_EQ(rgb.resize(4, 4), 0);
+    EXPECT_NE(rgb.data, old);
+    EXPECT_TRUE(same(rgb.data, px.data(), 48));
+    // RGBA uses four channels: a constant image stays constant.
+    std::vector<unsigned char> flat(6 * 4 * 4, 200);
+    ImageMat rgba = make(6, 4, 4, RGBA, flat, true);
+    ASSERT_EQ(rgba.resize(9, 3), 0);
+    EXPECT_EQ(std::vector<unsigned char>(rgba.data, rgba.data + 108),
+              std::vector<unsigned char>(108, 200));
+    // GRAY uses one channel: rows 0, 100, 200, 255 to 2x2 give 50, 228.
+    std::vector<unsigned char> gray = {0, 100, 200, 255, 0, 100, 200, 255};
+    ImageMat g = make(4, 2, 1, GRAY, gray, true);
+    ASSERT_EQ(g.resize(2, 2), 0);
+    EXPECT_EQ(std::vector<unsigned char>(g.data, g.data + 4),
+              (std::vector<unsigned char>{50, 228, 50, 228}));
+}
+
+TEST(ImageMat, ResizeRefusalsLeaveImageUnchanged) {
+    qevo_test::ScratchDir dir;
+    qevo_test::set_marker("./AI_DEBUG", true);
+    std::vector<unsigned char> px = ramp(48);
+    ImageMat empty;
+    std::string out = qevo_test::capture_stdout([&] { EXPECT_EQ(empty.resize(2, 2), 1); });
+    EXPECT_NE(out.find("->resize] TensorMat is empty, should init first"), std::string::npos);
+
+    struct Case {
+        int w, c;
+        INPUT_LAYOUT f;
+        int dw, dh;
+        const char *trace;
+    };
+    const Case refused[] = {
+        {4, 1, NV12, 2, 2, "->resize] NV12/NV21 data cannot resize for now"},
+        {4, 1, NV21, 2, 2, "->resize] NV12/NV21 data cannot resize for now"},
+        {4, 3, static_cast<INPUT_LAYOUT>(42), 2, 2, ""},
+        {4, 3, RGB, 0, 2, ""},
+        {4, 3, RGB, 2, -1, ""},
+        {1, 3, RGB, 2, 2, ""},  // one column cannot be interpolated
+        {4, 3, RGB, 60000, 60000, ""},
+        {4, 1, RGB, 2, 2, ""},  // a buffer of 4x4x1 bytes is too small for RGB
+    };
+    for (const Case &k : refused) {
+        ImageMat img = make(k.w, 4, k.c, k.f, px, true);
+        unsigned char *keep = img.data;
+        out = qevo_test::capture_stdout([&] { EXPECT_EQ(img.resize(k.dw, k.dh), 1); });
+        EXPECT_NE(out.find(k.trace), std::string::npos);
+        EXPECT_EQ(img.data, keep);
+        EXPECT_EQ(img.width, k.w);
+        EXPECT_TRUE(same(img.data, px.data(), k.w * 4 * k.c));
+    }
+}
+
+TEST(ImageMat, CropClampsAndPrintsAddressTwice) {
+    std::vector<unsigned char> px = ramp(300);
+    ImageMat img = make(10, 10, 3, RGB, px, false);
+    ImageMat c;
+    std::string out = qevo_test::capture_stdout([&] { c = img.crop(-5, -5, 3, 2); });
+    ASSERT_EQ(c.width, 3);
+    ASSERT_EQ(c.height, 2);
+    EXPECT_TRUE(c.DeepCopy);
+    EXPECT_TRUE(same(c.data, px.data(), 9));
+    EXPECT_TRUE(same(c.data + 9, px.data() + 30, 9));
+    char line[64];
+    std::snprintf(line, sizeof line, "dst.data %p\n", static_cast<void *>(c.data));
+    EXPECT_EQ(out, std::string(line) + line);
+
+    ImageMat corner = img.crop(8, 8, 20, 20);
+    ASSERT_EQ(corner.width * corner.height, 4);
+    EXPECT_TRUE(same(corner.data + 6, px.data() + (9 * 10 + 8) * 3, 6));
+
+    out = qevo_test::capture_stdout([&] {
+        EXPECT_EQ(img.crop(5, 5, 5, 9).data, nullptr);
+        EXPECT_EQ(img.crop(6, 6, 2, 2).data, nullptr);
+        EXPECT_EQ(ImageMat().crop(0, 0, 2, 2).data, nullptr);
+    });
+    EXPECT_EQ(out, "");
+}
+
+TEST(ImageMat, SemiPlanarCropCopiesBothPlanes) {
+    const int W = 10, H = 8;  // luma 80 bytes, then 4 chroma rows of 10 bytes
+    std::vector<unsigned char> frame = ramp(W * H * 3 / 2);
+    for (INPUT_LAYOUT f : {NV12, NV21}) {
+        ImgMat rec;
+        rec.data = frame.data();
+        rec.width = W;
+        rec.height = H;
+        rec.depth = 1;
+        rec.inlayout = f;
+        ImageMat img(rec, true);
+        // The corner (3, 3) snaps to (2, 2), 7 columns to 6; 6 rows stay.
+        ImageMat c = img.crop(3, 3, 9, 8);
+        ASSERT_EQ(c.width, 6);
+        ASSERT_EQ(c.height, 6);
+        for (int y = 0; y < 6; ++y) {
+            EXPECT_TRUE(same(c.data + y * 6, frame.data() + (2 + y) * W + 2, 6)) << y;
+        }
+        for (int y = 0; y < 3; ++y) {
+            EXPECT_TRUE(same(c.data + 36 + y * 6, frame.data() + W * H + (1 + y) * W + 2, 6)) << y;
+        }
+        ImageMat copy(c);  // the copy carries all 54 bytes
+        EXPECT_TRUE(same(copy.data, c.data, 54));
+        EXPECT_EQ(img.crop(4, 4, 5, 8).data, nullptr);  // narrower than a chroma pair
+    }
+    // Built from fields, NV21 of depth 1 holds luma only: no chroma to crop.
+    ImageMat lumaOnly = make(W, H, 1, NV21, frame, true);
+    EXPECT_EQ(lumaOnly.crop(0, 0, 4, 4).data, nullptr);
+}
