@@ -184,6 +184,11 @@ int run_program(const Options &opt) {
     if (!builtin && last_frame(dets) > frames)
         std::fprintf(stderr, "qevo_pipeline: warning: detections after frame %d are ignored\n",
                      frames);
+    if (!builtin && last_frame(gt) > frames) {
+        std::fprintf(stderr, "qevo_pipeline: warning: ground truth after frame %d is ignored\n",
+                     frames);
+        gt.erase(gt.upper_bound(frames), gt.end());
+    }
 
     // Output folder.
     const std::string out = opt.out_dir;
