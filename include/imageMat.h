@@ -158,11 +158,13 @@ class QEVO_API TensorMat {
 //   matched" (a kept dimension or the type differs), "ConCat error: dstMat is
 //   NULL", "ConCat error: dstMat attr not matched" (destination shape or type).
 // Besides those, a join is refused (1, debug trace "ConCat error: TensorMat
-// size error") when a tensor has a negative dimension, a null pointer in the
-// list, or a buffer (source or destination) that is missing or smaller than
-// its shape requires, so no buffer is ever overrun. The element size is the
-// destination's dataByte / elementNum (the batch join copies each source's
-// dataByte bytes).
+// size error") when the list holds a null pointer, a tensor has a negative
+// dimension or a count beyond 31 bits, a buffer (source or destination) is
+// missing or smaller than its shape requires, or the destination's
+// dataByte / elementNum disagrees with the size of its element type; so no
+// buffer is ever overrun and no element is cut apart. The element size is the
+// destination's dataByte / elementNum (a destination with no elements
+// receives nothing); the batch join copies each source's dataByte bytes.
 
 // Dispatches on dim (0 batch, 1 depth, 2 height, 3 width) after checking that
 // every tensor has the first one's elementNum ("elenum should be same", 1).

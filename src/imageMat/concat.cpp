@@ -69,6 +69,10 @@ Check check_join(const std::vector<TensorMat *> &mats, int dim, const TensorMat 
     long long es = 0;
     if (dim != kBatch && dst->elementNum > 0) es = dst->dataByte / dst->elementNum;
     if (es < 0) return Check::size;
+    // A destination whose byte count disagrees with its element type would
+    // make the copy cut elements apart.
+    const int type_size = QEVO::datatype_size(dst->dataType);
+    if (dim != kBatch && es != 0 && type_size != 0 && es != type_size) return Check::size;
     long long need_dst = 0;
     for (const TensorMat *t : mats) {
         const long long n = element_count(t->batchsize, t->depth, t->height, t->width);
