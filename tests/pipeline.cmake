@@ -3,7 +3,7 @@
 if(QEVO_BUILD_APPS)
   find_package(PNG QUIET)
   if(PNG_FOUND)
-    foreach(name test_pipeline_core test_pipeline_run)
+    foreach(name test_pipeline_core test_pipeline_parts test_pipeline_run)
       add_executable(${name} ${CMAKE_CURRENT_LIST_DIR}/pipeline/${name}.cpp)
       target_link_libraries(${name} PRIVATE qevo_pipeline_core GTest::gtest GTest::gtest_main)
       target_include_directories(${name} PRIVATE ${CMAKE_CURRENT_LIST_DIR})
