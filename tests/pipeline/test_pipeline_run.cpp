@@ -141,8 +141,15 @@ TEST(PipelineRun, UserRecordingWithHeaderAndDetections) {
         std::ofstream det("det.txt");
         for (int f = 1; f <= n; ++f) det << f << ",-1," << 10 + f << ",11,20,30,0.9,-1,-1,-1\n";
     }
+    qevo_test::set_marker("AI_WRITE", true);  // ask for one frame dump
     ASSERT_EQ(run("--frames rec.nv12 --size 64x48 --header 32 --dets det.txt --out o --every 5"), 0)
         << slurp("stderr.txt");
+    // The first frame went to the dump, header excluded; the marker is used up.
+    EXPECT_EQ(slurp("img.nv12"), std::string(w * h * 3 / 2, static_cast<char>(100)));
+    struct stat st {};
+    EXPECT_NE(stat("AI_WRITE", &st), 0);
+    // The in-place tracker's progress lines do not reach the program's output.
+    EXPECT_EQ(slurp("stdout.txt").find("objtracker"), std::string::npos) << slurp("stdout.txt");
     // The single track is established after ten observations: frames 10, 11, 12.
     const std::vector<Line> tr = read_mot("o/tracks.txt");
     ASSERT_EQ(tr.size(), 3u);
