@@ -350,3 +350,41 @@ TEST(UpdateObjtracker, GatedTracesOfTheCopyingForm) {
         "dets 2, oldtracker 1, newtracker 2\n|",
         texts);
 }
+
+TEST(UpdateObjtracker, SharedPointerTracksKeepPatchesAndAngles) {
+    std::vector<unsigned char> p1(16 * 24, 1), p2(16 * 24, 2);
+    QEVO::ImgMat patch;
+    patch.width = 16;
+    patch.height = 16;
+    patch.inlayout = QEVO::NV12;
+    QEVO::SyncInfos sync{};
+    sync.fAz = 30.0f;
+    sync.fPt = -5.0f;
+    QEVO::ImgMat frame;
+    frame.cfg = reinterpret_cast<long long>(&sync);
+
+    const QEVO::objinfo a = det(0, 0, 20, 20);
+    Shared first;
+    patch.data = p1.data();
+    update_objtracker({a}, {}, first, {patch}, 0.5f, &frame);
+    ASSERT_EQ(1u, first.size());
+    ASSERT_NE(nullptr, first[0]->m_imgBuffer);
+    EXPECT_EQ(1, first[0]->m_imgBuffer[0]);
+
+    sync.fAz = 31.0f;
+    patch.data = p2.data();
+    Shared second;
+    update_objtracker({a, det(200, 0, 220, 20)}, first, second, {patch}, 0.5f, &frame);
+    ASSERT_EQ(2u, second.size());
+    EXPECT_EQ(first[0].get(), second[0].get());
+    EXPECT_EQ(1, second[0]->_nExistCnt);
+    EXPECT_EQ(2, second[0]->m_imgBuffer[0]);   // first hit overwrote tile 0
+    EXPECT_EQ(0, second[0]->m_imgBuffer[16]);  // tile 1 untouched
+    ASSERT_EQ(2u, second[0]->m_org_fAZ_PTs.size());
+    EXPECT_EQ(31.0f, second[0]->m_org_fAZ_PTs[1].first);
+    EXPECT_EQ(-5.0f, second[0]->m_org_fAZ_PTs[1].second);
+    // The second detection had no patch: its track has a mosaic with nothing in it.
+    ASSERT_NE(nullptr, second[1]->m_imgBuffer);
+    EXPECT_EQ(0, second[1]->m_imgBuffer[0]);
+    EXPECT_EQ(1u, second[1]->m_org_fAZ_PTs.size());
+}
