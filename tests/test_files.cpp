@@ -177,8 +177,6 @@ TEST(BinaryFiles, SaveRoundTripAndUnwritablePath) {
 
 TEST(Hash, Fnv1a64) {
     EXPECT_EQ(KIVEX::hash_(""), 0xCBF29CE484222325ULL);
-    EXPECT_EQ(KIVEX::basis, 0xCBF29CE484222325ULL);
-    EXPECT_EQ(KIVEX::prime, 0x100000001B3ULL);
     EXPECT_EQ(KIVEX::hash_("a"), 0xAF63DC4C8601EC8CULL);
     EXPECT_EQ(KIVEX::hash_("foobar"), 0x85944171F73967E8ULL);
     // Bytes above 0x7f count as unsigned values: hash of "\xff" by hand,
