@@ -1,12 +1,31 @@
 #!/usr/bin/env bash
-# Builds the library and the example program, then resizes a generated
-# 1920x1080 RGB frame to 640x360 and prints what it did.
+# Builds the library and the frame-pipeline program, runs it on its built-in
+# scene (1280x720 NV12, 300 frames: moving, crossing, stopping and leaving
+# targets, a panning servo, a simulated detector) and says where the results
+# are. Arguments are passed on to the program (see --help), for example
+#   scripts/demo.sh --frames rec.nv12 --size 1920x1080 --dets det.txt --out mine
 set -euo pipefail
 cd "$(dirname "$0")/.."
-bash scripts/deps.sh cmake g++ make
+bash scripts/deps.sh cmake g++ make pkg-config libpng-dev
 
 jobs=$(nproc 2>/dev/null || echo 2)
 cmake -S . -B build-demo -DCMAKE_BUILD_TYPE=Release -DQEVO_BUILD_TESTS=OFF -DQEVO_BUILD_BENCH=OFF \
     -DQEVO_BUILD_APPS=ON >/dev/null
-cmake --build build-demo -j "$jobs" --target resize_example
-./build-demo/apps/resize_example "$@"
+cmake --build build-demo -j "$jobs" --target qevo_pipeline
+
+out=out
+args=("$@")
+for ((i = 0; i < ${#args[@]}; i++)); do
+  if [ "${args[$i]}" = "--out" ] && [ $((i + 1)) -lt ${#args[@]} ]; then out=${args[$((i + 1))]}; fi
+done
+
+./build-demo/apps/qevo_pipeline/qevo_pipeline "$@"
+
+[ -f "$out/summary.json" ] || exit 0
+echo
+echo "Results in $(cd "$out" && pwd):"
+echo "  summary.json        timings per stage, fps, track count, MOTA / IDF1 / switches"
+echo "  tracks.txt          tracks in MOTChallenge format (frame,id,x,y,w,h,score,-1,-1,-1)"
+echo "  frames/             annotated frames (every 30th by default)"
+echo "  contact_sheet.png   the annotated frames side by side"
+echo "  snapshots/          each track's 4x4 mosaic of its latest 64x64 patches"

@@ -1,0 +1,381 @@
+#include "app.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <memory>
+
+#include "frame_pipeline.h"
+#include "frame_source.h"
+#include "json_writer.h"
+#include "metrics.h"
+#include "raster.h"
+#include "scene.h"
+#include "utils.h"
+
+namespace pipeline {
+
+bool make_dirs(const std::string &path, std::string &error) {
+    std::string cur;
+    size_t pos = 0;
+    while (pos <= path.size()) {
+        const size_t slash = path.find('/', pos);
+        cur = path.substr(0, slash == std::string::npos ? path.size() : slash);
+        pos = slash == std::string::npos ? path.size() + 1 : slash + 1;
+        if (cur.empty()) continue;
+        if (mkdir(cur.c_str(), 0777) != 0 && errno != EEXIST) {
+            error = "cannot create folder '" + cur + "': " + std::strerror(errno);
+            return false;
+        }
+    }
+    struct stat st {};
+    if (stat(path.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) {
+        error = "'" + path + "' is not a folder";
+        return false;
+    }
+    return true;
+}
+
+namespace {
+
+// A text output file; remembers the first write failure.
+class TextOut {
+  public:
+    bool open(const std::string &path) {
+        path_ = path;
+        f_ = std::fopen(path.c_str(), "w");
+        return f_ != nullptr;
+    }
+    void line(const std::string &s) {
+        if (f_ != nullptr && (std::fputs(s.c_str(), f_) < 0 || std::fputc('\n', f_) == EOF))
+            failed_ = true;
+    }
+    bool close() {
+        if (f_ == nullptr) return true;
+        if (std::ferror(f_)) failed_ = true;
+        if (std::fclose(f_) != 0) failed_ = true;
+        f_ = nullptr;
+        return !failed_;
+    }
+    ~TextOut() {
+        if (f_ != nullptr) std::fclose(f_);
+    }
+    const std::string &path() const { return path_; }
+
+  private:
+    FILE *f_ = nullptr;
+    std::string path_;
+    bool failed_ = false;
+};
+
+Rgb track_color(int id) {
+    const std::vector<int> c = KIVEX::get_color(id);
+    return Rgb{static_cast<uint8_t>(c[0]), static_cast<uint8_t>(c[1]), static_cast<uint8_t>(c[2])};
+}
+
+RgbImage annotate(const uint8_t *nv12, int w, int h, int frame, const FrameOutput &fo) {
+    RgbImage img = nv12_to_rgb(nv12, w, h);
+    const int scale = std::max(1, w / 640);
+    for (const MotBox &d : fo.detections)
+        draw_box(img, static_cast<int>(d.x1), static_cast<int>(d.y1), static_cast<int>(d.x2) - 1,
+                 static_cast<int>(d.y2) - 1, Rgb{150, 150, 150}, 1);
+    for (const MotBox &t : fo.tracks) {
+        const Rgb c = track_color(t.id);
+        const int x1 = static_cast<int>(std::floor(t.x1)), y1 = static_cast<int>(std::floor(t.y1));
+        const int x2 = static_cast<int>(std::ceil(t.x2)) - 1,
+                  y2 = static_cast<int>(std::ceil(t.y2)) - 1;
+        draw_box(img, x1, y1, x2, y2, c, 2 * scale);
+        draw_label(img, std::max(0, x1), std::max(0, y1), "#" + std::to_string(t.id), c, scale * 2);
+        if (t.id == fo.main_target) {
+            const int cx = (x1 + x2) / 2, cy = (y1 + y2) / 2, r = 8 * scale;
+            fill_rect(img, cx - r, cy - scale / 2, cx + r, cy + scale / 2, Rgb{255, 255, 255});
+            fill_rect(img, cx - scale / 2, cy - r, cx + scale / 2, cy + r, Rgb{255, 255, 255});
+        }
+    }
+    const std::string head =
+        "FRAME " + std::to_string(frame) + "  TRACKS " + std::to_string(fo.tracks.size());
+    draw_label(img, 4 * scale, 4 * scale, head, Rgb{20, 20, 20}, 2 * scale);
+    return img;
+}
+
+void write_stage(JsonWriter &j, const char *name, const std::vector<double> &ms) {
+    StageTimes s{name, ms};
+    j.begin_object(name).value("mean", s.mean()).value("p95", s.p95()).end_object();
+}
+
+void write_metrics(JsonWriter &j, const char *key, const TrackingMetrics &m, bool have_gt) {
+    j.begin_object(key);
+    j.value("track_ids", m.track_ids).value("track_boxes", m.track_boxes);
+    if (have_gt) {
+        j.value("mota", m.mota)
+            .value("motp_iou", m.motp)
+            .value("idf1", m.idf1)
+            .value("idp", m.idp)
+            .value("idr", m.idr)
+            .value("id_switches", m.id_switches)
+            .value("fragmentations", m.fragmentations)
+            .value("matches", m.matches)
+            .value("misses", m.misses)
+            .value("false_positives", m.false_positives);
+    }
+    j.end_object();
+}
+
+std::string frame_name(int frame) {
+    char buf[32];
+    std::snprintf(buf, sizeof buf, "frame_%06d.png", frame);
+    return buf;
+}
+
+}  // namespace
+
+int run_program(const Options &opt) {
+    const auto wall0 = std::chrono::steady_clock::now();
+    auto fail = [](const std::string &msg) {
+        std::fprintf(stderr, "qevo_pipeline: %s\n", msg.c_str());
+        return 1;
+    };
+    std::string err;
+    const bool builtin = !opt.user_data();
+    const int W = opt.width, H = opt.height;
+
+    // Inputs.
+    std::unique_ptr<Scene> scene;
+    std::unique_ptr<FrameSource> source;
+    MotSequence dets, gt;
+    bool have_gt = builtin;
+    int num_classes = 1;
+    if (builtin) {
+        SceneConfig sc;
+        sc.width = W;
+        sc.height = H;
+        sc.frames = opt.scene_frames;
+        scene.reset(new Scene(sc));
+        source.reset(new SceneSource(*scene));
+        num_classes = scene->num_classes();
+    } else {
+        if (!opt.dets_file.empty()) {
+            ParseResult r = load_detections(opt.dets_file, dets);
+            if (!r.ok) return fail(r.error);
+        }
+        if (!opt.gt_file.empty()) {
+            ParseResult r = load_ground_truth(opt.gt_file, gt);
+            if (!r.ok) return fail(r.error);
+            have_gt = true;
+        }
+        if (!opt.frames_file.empty()) {
+            source = RawFileSource::open(opt.frames_file, W, H, opt.header, err);
+            if (!source) return fail(err);
+        } else {
+            const int n = std::max(last_frame(dets), last_frame(gt));
+            if (n == 0) return fail("'" + opt.dets_file + "' holds no detections: nothing to run");
+            source.reset(new GreySource(W, H, n));
+        }
+    }
+    int frames = source->count();
+    if (opt.length > 0) frames = std::min(frames, opt.length);
+    if (!builtin && last_frame(dets) > frames)
+        std::fprintf(stderr, "qevo_pipeline: warning: detections after frame %d are ignored\n",
+                     frames);
+    if (!builtin && last_frame(gt) > frames) {
+        std::fprintf(stderr, "qevo_pipeline: warning: ground truth after frame %d is ignored\n",
+                     frames);
+        gt.erase(gt.upper_bound(frames), gt.end());
+    }
+
+    // Output folder.
+    const std::string out = opt.out_dir;
+    if (!make_dirs(out, err) || !make_dirs(out + "/frames", err) ||
+        !make_dirs(out + "/snapshots", err))
+        return fail("cannot use output folder: " + err);
+    TextOut tracks_txt, inplace_txt, servo_csv, gt_txt, det_txt;
+    if (!tracks_txt.open(out + "/tracks.txt") || !inplace_txt.open(out + "/tracks_inplace.txt") ||
+        !servo_csv.open(out + "/servo.csv") ||
+        (builtin && (!gt_txt.open(out + "/gt.txt") || !det_txt.open(out + "/det.txt"))))
+        return fail("cannot write to output folder '" + out + "': " + std::strerror(errno));
+    servo_csv.line("frame,az,pt,target_id,target_az,target_pt");
+
+    PipelineConfig pc;
+    pc.width = W;
+    pc.height = H;
+    pc.num_classes = num_classes;
+    pc.nms_iou = opt.nms_iou;
+    pc.match_distance = opt.match_distance;
+    pc.match_iou = opt.match_iou;
+    pc.filter_sigma = opt.filter_sigma;
+    pc.resolution = builtin ? scene->resolution() : opt.resolution;
+    FramePipeline pipe(pc);
+
+    std::string output_error;
+    int mosaics = 0;
+    auto sink = [&](int id, const uint8_t *nv12) {
+        char name[64];
+        std::snprintf(name, sizeof name, "/snapshots/track_%04d.png", id);
+        std::string e;
+        if (!write_png(out + name, nv12_to_rgb(nv12, 256, 256), e)) {
+            if (output_error.empty()) output_error = e;
+        } else {
+            ++mosaics;
+        }
+    };
+
+    const bool progress_on = opt.progress == 1 || (opt.progress < 0 && isatty(STDERR_FILENO));
+    ProgressBar bar(frames, progress_on);
+    MotSequence main_seq, inplace_seq;
+    std::vector<RgbImage> thumbs;
+    const int thumb_w = 320, thumb_h = std::max(2, 320 * H / W);
+    const int preview_frame = 1 + (frames - 1) / 2 / opt.every * opt.every;
+    long raw_total = 0, kept_total = 0, filter_in = 0, filter_out = 0, annotated = 0;
+    std::vector<uint8_t> nv12;
+    const std::vector<MotBox> none;
+    FrameOutput last;
+
+    for (int f = 1; f <= frames; ++f) {
+        if (!source->read(f, nv12, err)) return fail(err);
+        QEVO::SyncInfos sync{};
+        std::vector<MotBox> frame_dets;
+        if (builtin) {
+            const ServoState s = scene->servo(f);
+            sync.fAz = s.az;
+            sync.fPt = s.pt;
+            frame_dets = scene->detections(f);
+            for (MotBox g : scene->ground_truth(f)) {
+                gt[f].push_back(g);
+                gt_txt.line(format_gt_line(f, g));
+            }
+            for (const MotBox &d : frame_dets) det_txt.line(format_det_line(f, d));
+        } else {
+            auto it = dets.find(f);
+            if (it != dets.end()) frame_dets = it->second;
+        }
+        const FrameOutput fo = pipe.process(f, nv12.data(), sync, frame_dets, sink);
+        raw_total += fo.raw_detections;
+        kept_total += static_cast<long>(fo.detections.size());
+        filter_in += fo.inplace_total;
+        filter_out += fo.filter_passed;
+        for (const MotBox &t : fo.tracks) {
+            main_seq[f].push_back(t);
+            tracks_txt.line(format_track_line(f, t));
+        }
+        for (const MotBox &t : fo.tracks_inplace) {
+            inplace_seq[f].push_back(t);
+            inplace_txt.line(format_track_line(f, t));
+        }
+        char line[160];
+        std::snprintf(line, sizeof line, "%d,%.4f,%.4f,%d,%.4f,%.4f", f, sync.fAz, sync.fPt,
+                      fo.main_target, fo.servo_az, fo.servo_pt);
+        servo_csv.line(line);
+        if ((f - 1) % opt.every == 0) {
+            RgbImage img = annotate(nv12.data(), W, H, f, fo);
+            if (!write_png(out + "/frames/" + frame_name(f), img, err)) return fail(err);
+            ++annotated;
+            thumbs.push_back(scaled(img, thumb_w, thumb_h));
+            if (f == preview_frame &&
+                !write_png(out + "/preview.png", scaled(img, 640, std::max(2, 640 * H / W)), err))
+                return fail(err);
+        }
+        last = fo;
+        bar.update(f);
+    }
+    bar.finish();
+    pipe.finish(sink);
+    if (!output_error.empty()) return fail(output_error);
+    if (!thumbs.empty() &&
+        !write_png(out + "/contact_sheet.png", contact_sheet(thumbs, 4, thumb_w, thumb_h, 4), err))
+        return fail(err);
+    for (TextOut *t : {&tracks_txt, &inplace_txt, &servo_csv, &gt_txt, &det_txt})
+        if (!t->close()) return fail("write error on '" + t->path() + "'");
+
+    // Quality and timing.
+    const TrackingMetrics mm = evaluate_tracking(gt, main_seq);
+    const TrackingMetrics mi = evaluate_tracking(gt, inplace_seq);
+    const std::vector<double> per_frame = pipe.frame_ms();
+    const double total_ms = StageTimes{"", per_frame}.total();
+    const double fps = total_ms > 0 ? frames * 1000.0 / total_ms : 0.0;
+    const double wall =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - wall0).count();
+
+    JsonWriter j;
+    j.begin_object();
+    j.begin_object("input");
+    j.value("source", builtin ? "built-in scene" : "user data");
+    if (!opt.frames_file.empty()) j.value("frames_file", opt.frames_file);
+    if (!opt.dets_file.empty()) j.value("detections_file", opt.dets_file);
+    if (!opt.gt_file.empty()) j.value("ground_truth_file", opt.gt_file);
+    j.value("width", W).value("height", H).value("frames", frames);
+    j.end_object();
+    j.begin_object("network_input")
+        .value("resized_width", pipe.network_width())
+        .value("resized_height", pipe.network_height())
+        .value("tensor_layout", "CHW")
+        .value("tensor_width", pipe.network_width())
+        .value("tensor_height", pipe.tensor_height())
+        .value("tensor_bytes", pipe.tensor_bytes())
+        .end_object();
+    j.value("fps", fps).value("library_path_ms_per_frame", StageTimes{"", per_frame}.mean());
+    j.value("wall_seconds", wall);
+    j.begin_object("stages_ms");
+    for (const StageTimes &s : pipe.stages()) write_stage(j, s.name.c_str(), s.ms);
+    write_stage(j, "frame_total", per_frame);
+    j.end_object();
+    j.begin_object("detections")
+        .value("raw", raw_total)
+        .value("after_nms", kept_total)
+        .end_object();
+    j.value("tracks", mm.track_ids);
+    if (have_gt) {
+        j.begin_object("ground_truth")
+            .value("objects", mm.gt_objects)
+            .value("boxes", mm.gt_boxes)
+            .end_object();
+    } else {
+        j.null("ground_truth");
+    }
+    write_metrics(j, "tracker", mm, have_gt);
+    write_metrics(j, "tracker_inplace", mi, have_gt);
+    j.begin_object("height_filter")
+        .value("sigma", static_cast<double>(opt.filter_sigma))
+        .value("established_track_frames", filter_in)
+        .value("passed_track_frames", filter_out)
+        .end_object();
+    j.begin_object("servo")
+        .value("resolution_deg_per_px", pc.resolution)
+        .value("last_target", last.main_target)
+        .value("last_target_az", static_cast<double>(last.servo_az))
+        .value("last_target_pt", static_cast<double>(last.servo_pt))
+        .end_object();
+    j.begin_object("outputs")
+        .value("annotated_frames", annotated)
+        .value("snapshot_mosaics", mosaics)
+        .end_object();
+    j.end_object();
+    {
+        std::ofstream js(out + "/summary.json");
+        js << j.str();
+        js.close();
+        if (!js) return fail("write error on '" + out + "/summary.json'");
+    }
+
+    std::printf("qevo_pipeline: %d frames of %dx%d, %.1f fps through the library path\n", frames, W,
+                H, fps);
+    std::printf("  tracks: %d (in-place tracker: %d)\n", mm.track_ids, mi.track_ids);
+    if (have_gt)
+        std::printf(
+            "  MOTA %.3f  IDF1 %.3f  identity switches %ld  fragmentations %ld  "
+            "(%d ground-truth objects)\n",
+            mm.mota, mm.idf1, mm.id_switches, mm.fragmentations, mm.gt_objects);
+    std::printf(
+        "  outputs in %s/: summary.json, tracks.txt, frames/, contact_sheet.png, "
+        "snapshots/\n",
+        out.c_str());
+    return 0;
+}
+
+}  // namespace pipeline

@@ -1,0 +1,33 @@
+// The program as a whole: picks the frame source, runs the per-frame path,
+// writes the outputs and the summary.
+//
+// Outputs in the output folder:
+//   tracks.txt          established tracks of the snapshot tracker, one
+//                       MOTChallenge line per track and frame
+//   tracks_inplace.txt  the same for the in-place tracker
+//   servo.csv           per frame: servo angles, main target, commanded angles
+//   frames/frame_NNNNNN.png  annotated frames (every Nth)
+//   contact_sheet.png   the annotated frames side by side
+//   preview.png         one annotated frame at 640 pixels wide
+//   snapshots/track_NNNN.png  snapshot mosaic of each reported track
+//   summary.json        timings, rates, counts and quality figures
+//   gt.txt, det.txt     built-in scene only: its ground truth and raw
+//                       detections, in the formats --gt and --dets read
+//
+// Exit codes: 0 done; 1 bad input or an output that cannot be written (one
+// message on standard error); 2 bad command line.
+#ifndef QEVO_PIPELINE_APP_H
+#define QEVO_PIPELINE_APP_H
+
+#include "cli.h"
+
+namespace pipeline {
+
+int run_program(const Options &opt);
+
+// Creates `path` and its missing parents. False with a message.
+bool make_dirs(const std::string &path, std::string &error);
+
+}  // namespace pipeline
+
+#endif

@@ -1,0 +1,39 @@
+// Command line of the frame-pipeline program.
+#ifndef QEVO_PIPELINE_CLI_H
+#define QEVO_PIPELINE_CLI_H
+
+#include <string>
+
+namespace pipeline {
+
+struct Options {
+    std::string out_dir = "out";
+    std::string frames_file;      // raw NV12 frames (user data)
+    std::string dets_file;        // MOTChallenge detections (user data)
+    std::string gt_file;          // MOTChallenge ground truth (user data)
+    int width = 0, height = 0;    // --size; also overrides the built-in scene's size
+    long header = 0;              // bytes before the first frame of --frames
+    int every = 30;               // annotate every Nth frame
+    int length = 0;               // process at most this many frames (0: all)
+    int scene_frames = 300;       // length of the built-in scene
+    float match_distance = 0.5f;  // distance factor of the snapshot tracker
+    float match_iou = 0.3f;       // overlap threshold of the in-place tracker
+    float nms_iou = 0.5f;         // suppression threshold
+    float filter_sigma = 3.0f;    // band of the height filter
+    double resolution = 0.05;     // degrees per pixel for the servo commands
+    int progress = -1;            // -1: when standard error is a terminal; 0 off; 1 on
+    bool help = false;
+
+    bool user_data() const {
+        return !frames_file.empty() || !dets_file.empty() || !gt_file.empty();
+    }
+};
+
+// Parses and validates the arguments. Returns false with a one-line message.
+bool parse_cli(int argc, const char *const *argv, Options &opt, std::string &error);
+
+std::string usage_text();
+
+}  // namespace pipeline
+
+#endif

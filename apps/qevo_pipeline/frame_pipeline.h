@@ -1,0 +1,98 @@
+// The per-frame path through the library, the way an application on the
+// board drives it:
+//   1. wrap the NV12 frame in an ImageMat (borrowed, no copy);
+//   2. resize it to the network size with the semi-planar YUV kernel;
+//   3. lay out the network input: RGB conversion, centre crop to a height
+//      that is a multiple of 32 (crop_img), planar BGR (nhwc2nchw) wrapped in
+//      a TensorMat and exported as a TenMat;
+//   4. dump the frame when ./AI_WRITE exists (grab_image);
+//   5. suppress overlapping detections class by class (nms_cls);
+//   6. cut a 64 x 64 NV12 patch per surviving detection (crop_yuv of the box
+//      aligned to even pixels, then the YUV resize);
+//   7. associate with update_objtracker (shared-pointer form, with patches
+//      and the frame descriptor whose cfg holds the frame's SyncInfos);
+//   8. read established tracks back with toObjInfo;
+//   9. servo angles centring the main target (servo_calc_Az / servo_calc_Pt);
+//  10. a second tracker on the same detections with the in-place form of
+//      update_objtracker, then filter_objtrackers.
+// Each step is timed per frame. The in-place tracker prints progress lines
+// on standard output; they are discarded while it runs.
+#ifndef QEVO_PIPELINE_FRAME_PIPELINE_H
+#define QEVO_PIPELINE_FRAME_PIPELINE_H
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <set>
+#include <vector>
+
+#include "detection_type_api.h"
+#include "mot_format.h"
+#include "objTracker.h"
+#include "run_stats.h"
+
+namespace pipeline {
+
+struct PipelineConfig {
+    int width = 0, height = 0;  // frame size (even, >= 16)
+    int num_classes = 1;
+    float nms_iou = 0.5f;
+    float match_distance = 0.5f;
+    float match_iou = 0.3f;
+    float filter_sigma = 3.0f;
+    double resolution = 0.05;  // degrees per pixel
+};
+
+struct FrameOutput {
+    int raw_detections = 0;
+    std::vector<MotBox> detections;      // after suppression
+    std::vector<MotBox> tracks;          // established tracks, snapshot tracker
+    std::vector<MotBox> tracks_inplace;  // established tracks, in-place tracker
+    int inplace_total = 0;               // tracks held by the in-place tracker
+    int filter_passed = 0;               // of those, passed by the height filter
+    int filter_result = 0;               // result of filter_objtrackers
+    int main_target = -1;                // track id the servo would follow, or -1
+    float servo_az = 0, servo_pt = 0;    // commanded angles for the main target
+    int dump_result = 0;                 // result of grab_image
+};
+
+class FramePipeline {
+  public:
+    // Called with a track's identifier and its 256 x 256 NV12 mosaic when a
+    // track that was reported at least once leaves the tracker, and for the
+    // remaining ones by finish().
+    using MosaicSink = std::function<void(int track_id, const uint8_t *nv12_256)>;
+
+    explicit FramePipeline(const PipelineConfig &cfg);
+
+    FrameOutput process(int frame_number, const uint8_t *nv12, const QEVO::SyncInfos &sync,
+                        const std::vector<MotBox> &raw_detections, const MosaicSink &sink);
+    void finish(const MosaicSink &sink);
+
+    int network_width() const { return net_w_; }
+    int network_height() const { return net_h_; }
+    int tensor_height() const { return tensor_h_; }
+    long tensor_bytes() const { return tensor_bytes_; }
+
+    // Stage timings in the order of the steps above.
+    const std::vector<StageTimes> &stages() const { return stages_; }
+    std::vector<double> frame_ms() const;  // sum of the stages per frame
+
+  private:
+    void emit_mosaic(const std::shared_ptr<OBJTRACK> &t, const MosaicSink &sink);
+
+    PipelineConfig cfg_;
+    int net_w_ = 0, net_h_ = 0, tensor_h_ = 0;
+    long tensor_bytes_ = 0;
+    std::vector<uint8_t> net_nv12_, crop_rgb_, planar_, patch_src_;
+    std::vector<std::vector<uint8_t>> patches_;
+    std::vector<std::shared_ptr<OBJTRACK>> tracks_;
+    std::vector<OBJTRACK> inplace_;
+    std::set<int> reported_;
+    int main_target_ = -1;
+    std::vector<StageTimes> stages_;
+};
+
+}  // namespace pipeline
+
+#endif

@@ -1,0 +1,68 @@
+// Where the frames come from: the built-in scene, a raw NV12 file opened with
+// RawReader, or plain grey frames when only detections are given.
+#ifndef QEVO_PIPELINE_FRAME_SOURCE_H
+#define QEVO_PIPELINE_FRAME_SOURCE_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "scene.h"
+
+class RawReader;
+
+namespace pipeline {
+
+class FrameSource {
+  public:
+    virtual ~FrameSource() = default;
+    virtual int count() const = 0;
+    // Fills `nv12` with frame `frame` (1-based). False with a message on error.
+    virtual bool read(int frame, std::vector<uint8_t> &nv12, std::string &error) = 0;
+};
+
+class SceneSource : public FrameSource {
+  public:
+    explicit SceneSource(const Scene &scene) : scene_(scene) {}
+    int count() const override { return scene_.config().frames; }
+    bool read(int frame, std::vector<uint8_t> &nv12, std::string &error) override;
+
+  private:
+    const Scene &scene_;
+};
+
+class GreySource : public FrameSource {
+  public:
+    GreySource(int width, int height, int frames) : w_(width), h_(height), n_(frames) {}
+    int count() const override { return n_; }
+    bool read(int frame, std::vector<uint8_t> &nv12, std::string &error) override;
+
+  private:
+    int w_, h_, n_;
+};
+
+// Frames of width x height x 3 / 2 bytes after a header of `header` bytes.
+class RawFileSource : public FrameSource {
+  public:
+    // Returns null with a message when the file does not open, is shorter
+    // than its header, holds no frame, or its size after the header is not a
+    // whole number of frames.
+    static std::unique_ptr<RawFileSource> open(const std::string &path, int width, int height,
+                                               long header, std::string &error);
+    ~RawFileSource() override;
+    int count() const override { return frames_; }
+    bool read(int frame, std::vector<uint8_t> &nv12, std::string &error) override;
+
+  private:
+    RawFileSource() = default;
+    std::unique_ptr<RawReader> reader_;
+    std::string path_;
+    long header_ = 0;
+    long frame_bytes_ = 0;
+    int frames_ = 0;
+};
+
+}  // namespace pipeline
+
+#endif

@@ -1,0 +1,154 @@
+#include "metrics.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <set>
+
+#include "assignment.h"
+
+namespace pipeline {
+
+double box_iou(const MotBox &a, const MotBox &b) {
+    const double iw = std::min<double>(a.x2, b.x2) - std::max<double>(a.x1, b.x1);
+    const double ih = std::min<double>(a.y2, b.y2) - std::max<double>(a.y1, b.y1);
+    if (iw <= 0 || ih <= 0) return 0.0;
+    const double inter = iw * ih;
+    const double ua = (static_cast<double>(a.x2) - a.x1) * (static_cast<double>(a.y2) - a.y1) +
+                      (static_cast<double>(b.x2) - b.x1) * (static_cast<double>(b.y2) - b.y1) -
+                      inter;
+    return ua > 0 ? inter / ua : 0.0;
+}
+
+namespace {
+
+double ratio(double num, double den) {
+    return den > 0 ? num / den : std::numeric_limits<double>::quiet_NaN();
+}
+
+struct ObjectState {
+    int last_track = -1;   // track of the latest match, -1 before the first
+    bool tracked = false;  // matched at its latest appearance
+    bool interrupted = false;
+};
+
+}  // namespace
+
+TrackingMetrics evaluate_tracking(const MotSequence &gt, const MotSequence &tracks,
+                                  double iou_threshold) {
+    TrackingMetrics m;
+    std::set<int> frames;
+    for (const auto &kv : gt) frames.insert(kv.first);
+    for (const auto &kv : tracks) frames.insert(kv.first);
+
+    std::map<int, ObjectState> objects;
+    std::map<std::pair<int, int>, long> pair_frames;  // (gt id, track id) -> frames matched
+    std::map<int, long> gt_count, track_count;
+    double iou_sum = 0;
+    const std::vector<MotBox> none;
+
+    for (int f : frames) {
+        auto gi = gt.find(f);
+        auto ti = tracks.find(f);
+        const std::vector<MotBox> &g = gi == gt.end() ? none : gi->second;
+        const std::vector<MotBox> &t = ti == tracks.end() ? none : ti->second;
+        m.gt_boxes += static_cast<long>(g.size());
+        m.track_boxes += static_cast<long>(t.size());
+        for (const MotBox &b : g) ++gt_count[b.id];
+        for (const MotBox &b : t) ++track_count[b.id];
+
+        // Identity measures: every corresponding pair of this frame.
+        for (const MotBox &a : g)
+            for (const MotBox &b : t)
+                if (box_iou(a, b) >= iou_threshold) ++pair_frames[{a.id, b.id}];
+
+        // CLEAR-MOT: keep last correspondences first.
+        std::vector<int> g_match(g.size(), -1);
+        std::vector<char> t_used(t.size(), 0);
+        for (size_t i = 0; i < g.size(); ++i) {
+            const ObjectState &st = objects[g[i].id];
+            if (st.last_track < 0) continue;
+            for (size_t j = 0; j < t.size(); ++j) {
+                if (t_used[j] || t[j].id != st.last_track) continue;
+                if (box_iou(g[i], t[j]) >= iou_threshold) {
+                    g_match[i] = static_cast<int>(j);
+                    t_used[j] = 1;
+                }
+                break;
+            }
+        }
+        // Then assign the rest.
+        std::vector<int> gr, tr;
+        for (size_t i = 0; i < g.size(); ++i)
+            if (g_match[i] < 0) gr.push_back(static_cast<int>(i));
+        for (size_t j = 0; j < t.size(); ++j)
+            if (!t_used[j]) tr.push_back(static_cast<int>(j));
+        if (!gr.empty() && !tr.empty()) {
+            const double forbidden = 1e6;  // larger than any sum of valid costs
+            std::vector<std::vector<double>> cost(gr.size(), std::vector<double>(tr.size()));
+            for (size_t a = 0; a < gr.size(); ++a)
+                for (size_t b = 0; b < tr.size(); ++b) {
+                    const double iou = box_iou(g[gr[a]], t[tr[b]]);
+                    cost[a][b] = iou >= iou_threshold ? 1.0 - iou : forbidden;
+                }
+            std::vector<int> asg = min_cost_assignment(cost);
+            for (size_t a = 0; a < gr.size(); ++a) {
+                if (asg[a] < 0 || cost[a][asg[a]] >= forbidden) continue;
+                g_match[gr[a]] = tr[asg[a]];
+                t_used[tr[asg[a]]] = 1;
+            }
+        }
+        for (size_t i = 0; i < g.size(); ++i) {
+            ObjectState &st = objects[g[i].id];
+            if (g_match[i] < 0) {
+                ++m.misses;
+                if (st.tracked) st.interrupted = true;
+                st.tracked = false;
+                continue;
+            }
+            const MotBox &tb = t[g_match[i]];
+            ++m.matches;
+            iou_sum += box_iou(g[i], tb);
+            if (st.last_track >= 0 && st.last_track != tb.id) ++m.id_switches;
+            if (st.interrupted) {
+                ++m.fragmentations;
+                st.interrupted = false;
+            }
+            st.last_track = tb.id;
+            st.tracked = true;
+        }
+        for (size_t j = 0; j < t.size(); ++j)
+            if (!t_used[j]) ++m.false_positives;
+    }
+
+    m.gt_objects = static_cast<int>(gt_count.size());
+    m.track_ids = static_cast<int>(track_count.size());
+    m.mota = 1.0 - ratio(static_cast<double>(m.misses + m.false_positives + m.id_switches),
+                         static_cast<double>(m.gt_boxes));
+    m.motp = ratio(iou_sum, static_cast<double>(m.matches));
+
+    // Global identity matching: maximise matched frames = minimise their negation.
+    std::vector<int> gids, tids;
+    for (const auto &kv : gt_count) gids.push_back(kv.first);
+    for (const auto &kv : track_count) tids.push_back(kv.first);
+    if (!gids.empty() && !tids.empty()) {
+        std::vector<std::vector<double>> cost(gids.size(), std::vector<double>(tids.size(), 0.0));
+        for (size_t a = 0; a < gids.size(); ++a)
+            for (size_t b = 0; b < tids.size(); ++b) {
+                auto it = pair_frames.find({gids[a], tids[b]});
+                if (it != pair_frames.end()) cost[a][b] = -static_cast<double>(it->second);
+            }
+        std::vector<int> asg = min_cost_assignment(cost);
+        for (size_t a = 0; a < gids.size(); ++a)
+            if (asg[a] >= 0) m.idtp += static_cast<long>(-cost[a][asg[a]]);
+    }
+    m.idfn = m.gt_boxes - m.idtp;
+    m.idfp = m.track_boxes - m.idtp;
+    m.idf1 = ratio(2.0 * m.idtp, static_cast<double>(m.gt_boxes + m.track_boxes));
+    m.idp = ratio(static_cast<double>(m.idtp), static_cast<double>(m.track_boxes));
+    m.idr = ratio(static_cast<double>(m.idtp), static_cast<double>(m.gt_boxes));
+    return m;
+}
+
+}  // namespace pipeline
