@@ -51,20 +51,24 @@ inline float positive_or_zero(float v) {
     return v;
 }
 
-// Corners of the boxes in their sorted order, one array per coordinate.
-struct Corners {
-    std::vector<float> x1, y1, x2, y2;
-    explicit Corners(const std::vector<Box> &boxes)
-        : x1(boxes.size()), y1(boxes.size()), x2(boxes.size()), y2(boxes.size()) {
-        for (size_t i = 0; i < boxes.size(); ++i) {
-            x1[i] = boxes[i].x1;
-            y1[i] = boxes[i].y1;
-            x2[i] = boxes[i].x2;
-            y2[i] = boxes[i].y2;
-        }
-    }
-    size_t size() const { return x1.size(); }
+// One box as the suppression loops read it: its corners, one more value (the
+// area the routine divides by) and its class, with its index in the sorted
+// input. Cells hold copies of these, so a cell is scanned front to back.
+struct Item {
+    float x1, y1, x2, y2;
+    float extra;
+    int cls;
+    uint32_t idx;
 };
+
+std::vector<Item> items_of(const std::vector<Box> &boxes) {
+    std::vector<Item> items(boxes.size());
+    for (size_t i = 0; i < boxes.size(); ++i) {
+        const Box &b = boxes[i];
+        items[i] = Item{b.x1, b.y1, b.x2, b.y2, 0.0f, b.classNum, static_cast<uint32_t>(i)};
+    }
+    return items;
+}
 
 // The live boxes, bucketed by position. Every box is entered in each cell
 // that its rectangle, widened by a margin, touches. Two boxes whose
@@ -75,24 +79,21 @@ struct Corners {
 // compared, all boxes go into one cell and each pick tests every live box.
 class BoxGrid {
   public:
-    BoxGrid(const Corners &c, bool spatial) : alive_(c.size(), 1) {
-        const size_t n = c.size();
+    BoxGrid(const std::vector<Item> &items, bool spatial) : alive_(items.size(), 1) {
+        const size_t n = items.size();
         range_.resize(n);
-        if (!(spatial && n >= kMinBoxesForGrid && set_up_cells(c))) {
+        if (!(spatial && n >= kMinBoxesForGrid && set_up_cells(items))) {
             cols_ = 1;
             offset_.assign(1, 0);
             count_.assign(1, static_cast<uint32_t>(n));
-            entries_.resize(n);
-            for (size_t i = 0; i < n; ++i) {
-                entries_[i] = static_cast<uint32_t>(i);
-                range_[i] = CellRange{0, 0, 0, 0};
-            }
+            entries_ = items;
+            for (size_t i = 0; i < n; ++i) range_[i] = CellRange{0, 0, 0, 0};
         }
     }
 
     bool alive(size_t i) const { return alive_[i] != 0; }
 
-    // Calls `suppress(r)` for the live boxes r that may intersect box `p`
+    // Calls `suppress(item)` for the live boxes that may intersect box `p`
     // (every live box without the grid; `p` itself and boxes entered in
     // several of its cells may be asked more than once, so `suppress` must
     // not have side effects), removes those for which it returns true, and
@@ -103,16 +104,16 @@ class BoxGrid {
         for (int cy = q.y0; cy <= q.y1; ++cy) {
             for (int cx = q.x0; cx <= q.x1; ++cx) {
                 const size_t cell = static_cast<size_t>(cy) * cols_ + static_cast<size_t>(cx);
-                uint32_t *first = entries_.data() + offset_[cell];
+                Item *first = entries_.data() + offset_[cell];
                 const uint32_t count = count_[cell];
                 uint32_t kept = 0;
                 // Written without branches on the outcome, which is as good
                 // as random; dead entries are dropped from the cell.
                 for (uint32_t k = 0; k < count; ++k) {
-                    const uint32_t r = first[k];
-                    const bool stays = alive_[r] & !suppress(static_cast<size_t>(r));
-                    alive_[r] = stays;
-                    first[kept] = r;
+                    const Item e = first[k];
+                    const bool stays = alive_[e.idx] & !suppress(e);
+                    alive_[e.idx] = stays;
+                    first[kept] = e;
                     kept += stays;
                 }
                 count_[cell] = kept;
@@ -129,11 +130,11 @@ class BoxGrid {
     static constexpr float kMaxCoordinate = 1048576.0f;  // 2^20
     static constexpr double kMargin = 2.0;               // pixels, beyond the +1 of the sizes
 
-    bool set_up_cells(const Corners &c) {
-        const size_t n = c.size();
+    bool set_up_cells(const std::vector<Item> &items) {
+        const size_t n = items.size();
         double min_x = 0, min_y = 0, max_x = 0, max_y = 0, extent = 0;
         for (size_t i = 0; i < n; ++i) {
-            const float v[4] = {c.x1[i], c.y1[i], c.x2[i], c.y2[i]};
+            const float v[4] = {items[i].x1, items[i].y1, items[i].x2, items[i].y2};
             for (float f : v) {
                 if (!(std::fabs(f) <= kMaxCoordinate)) return false;  // NaN or too large
             }
@@ -158,7 +159,7 @@ class BoxGrid {
                 rows_ = static_cast<size_t>(rows);
                 size_t total = 0;
                 for (size_t i = 0; i < n; ++i) {
-                    range_[i] = cell_range(c, i, min_x, min_y, side);
+                    range_[i] = cell_range(items[i], min_x, min_y, side);
                     total += static_cast<size_t>(range_[i].x1 - range_[i].x0 + 1) *
                              static_cast<size_t>(range_[i].y1 - range_[i].y0 + 1);
                 }
@@ -188,21 +189,17 @@ class BoxGrid {
             const CellRange &r = range_[i];
             for (int cy = r.y0; cy <= r.y1; ++cy)
                 for (int cx = r.x0; cx <= r.x1; ++cx)
-                    entries_[fill[static_cast<size_t>(cy) * cols_ + cx]++] =
-                        static_cast<uint32_t>(i);
+                    entries_[fill[static_cast<size_t>(cy) * cols_ + cx]++] = items[i];
         }
         return true;
     }
 
-    // Cells touched by box i widened by the margin. The mapping from a
+    // Cells touched by box `b` widened by the margin. The mapping from a
     // coordinate to its cell is monotonic, so overlapping widened boxes
     // always share a cell.
-    CellRange cell_range(const Corners &c, size_t i, double min_x, double min_y,
-                         double side) const {
-        const double lo_x = std::min(c.x1[i], c.x2[i]) - kMargin,
-                     hi_x = std::max(c.x1[i], c.x2[i]) + kMargin;
-        const double lo_y = std::min(c.y1[i], c.y2[i]) - kMargin,
-                     hi_y = std::max(c.y1[i], c.y2[i]) + kMargin;
+    CellRange cell_range(const Item &b, double min_x, double min_y, double side) const {
+        const double lo_x = std::min(b.x1, b.x2) - kMargin, hi_x = std::max(b.x1, b.x2) + kMargin;
+        const double lo_y = std::min(b.y1, b.y2) - kMargin, hi_y = std::max(b.y1, b.y2) + kMargin;
         return CellRange{cell_of(lo_x, min_x, side, cols_), cell_of(hi_x, min_x, side, cols_),
                          cell_of(lo_y, min_y, side, rows_), cell_of(hi_y, min_y, side, rows_)};
     }
@@ -217,7 +214,8 @@ class BoxGrid {
     std::vector<unsigned char> alive_;
     std::vector<CellRange> range_;
     size_t cols_ = 1, rows_ = 1;
-    std::vector<uint32_t> offset_, count_, entries_;
+    std::vector<uint32_t> offset_, count_;
+    std::vector<Item> entries_;
 };
 
 // The passes of nms for one overlap rule (`Type` 1: over the union of the
@@ -225,23 +223,22 @@ class BoxGrid {
 // The picked entry leaves in its own pass even when its overlap with itself
 // does not exceed the threshold, so there are at most as many passes as boxes.
 template <int Type>
-void nms_passes(const Corners &c, const std::vector<float> &area, float nmsthreshold, BoxGrid &grid,
+void nms_passes(const std::vector<Item> &items, float nmsthreshold, BoxGrid &grid,
                 std::vector<size_t> &picks) {
-    for (size_t last = c.size(); last-- > 0;) {
+    for (size_t last = items.size(); last-- > 0;) {
         if (!grid.alive(last)) continue;
         picks.push_back(last);
-        const float px1 = c.x1[last], py1 = c.y1[last], px2 = c.x2[last], py2 = c.y2[last];
-        const float parea = area[last];
-        grid.remove_around(last, [&](size_t r) {
-            float w = fmin2(c.x2[r], px2) - fmax2(c.x1[r], px1) + 1.0f;
+        const Item p = items[last];
+        grid.remove_around(last, [p, nmsthreshold](const Item &e) {
+            float w = fmin2(e.x2, p.x2) - fmax2(e.x1, p.x1) + 1.0f;
             w = positive_or_zero(w);
-            float h = fmin2(c.y2[r], py2) - fmax2(c.y1[r], py1) + 1.0f;
+            float h = fmin2(e.y2, p.y2) - fmax2(e.y1, p.y1) + 1.0f;
             h = positive_or_zero(h);
             float overlap = w * h;
             if (Type == 1) {
-                overlap = overlap / (area[r] + parea - overlap);
+                overlap = overlap / (e.extra + p.extra - overlap);
             } else if (Type == 2) {
-                overlap = overlap / (area[r] < parea ? area[r] : parea);
+                overlap = overlap / (e.extra < p.extra ? e.extra : p.extra);
             }
             return overlap > nmsthreshold;
         });
@@ -266,20 +263,19 @@ void nms(std::vector<QEVO::tag_Objinfo> &input, std::vector<QEVO::tag_Objinfo> &
     // is exactly the index order, so the highest live index is its last entry.
     std::printf("vScores size: %d\n", static_cast<int>(num_boxes));
 
-    const Corners c(input);
-    std::vector<float> area(num_boxes);
-    for (size_t i = 0; i < num_boxes; ++i) area[i] = input[i].area;
+    std::vector<Item> items = items_of(input);
+    for (size_t i = 0; i < num_boxes; ++i) items[i].extra = input[i].area;
     // Without any intersection the overlap is 0 (or NaN for a zero
     // denominator), which exceeds only a negative threshold.
-    BoxGrid grid(c, !(nmsthreshold < 0.0f));
+    BoxGrid grid(items, !(nmsthreshold < 0.0f));
 
     std::vector<size_t> picks;
     if (type == 1) {
-        nms_passes<1>(c, area, nmsthreshold, grid, picks);
+        nms_passes<1>(items, nmsthreshold, grid, picks);
     } else if (type == 2) {
-        nms_passes<2>(c, area, nmsthreshold, grid, picks);
+        nms_passes<2>(items, nmsthreshold, grid, picks);
     } else {
-        nms_passes<0>(c, area, nmsthreshold, grid, picks);
+        nms_passes<0>(items, nmsthreshold, grid, picks);
     }
 
     std::vector<QEVO::tag_Objinfo> picked(picks.size());
@@ -293,30 +289,28 @@ void nms1(std::vector<QEVO::tag_Objinfo> &input, std::vector<QEVO::tag_Objinfo> 
     const size_t box_num = input.size();
     if (box_num == 0) return;
 
-    const Corners c(input);
-    std::vector<float> area(box_num);
-    for (size_t i = 0; i < box_num; ++i) {
-        const float h = c.y2[i] - c.y1[i] + 1.0f;
-        const float w = c.x2[i] - c.x1[i] + 1.0f;
-        area[i] = h * w;
+    std::vector<Item> items = items_of(input);
+    for (Item &b : items) {
+        const float h = b.y2 - b.y1 + 1.0f;
+        const float w = b.x2 - b.x1 + 1.0f;
+        b.extra = h * w;
     }
     // A pair without a positive intersection is never merged.
-    BoxGrid grid(c, true);
+    BoxGrid grid(items, true);
 
     std::vector<QEVO::tag_Objinfo> kept;
     for (size_t i = 0; i < box_num; ++i) {
         if (!grid.alive(i)) continue;
         kept.push_back(input[i]);
-        const float px1 = c.x1[i], py1 = c.y1[i], px2 = c.x2[i], py2 = c.y2[i];
-        const float area0 = area[i];
+        const Item p = items[i];
         // Every live box other than i comes after it.
-        grid.remove_around(i, [&](size_t j) {
+        grid.remove_around(i, [p, nmsthreshold](const Item &j) {
             // Boxes with inner_w or inner_h <= 0 do not overlap; the ratio
             // is computed regardless (it has no effect then).
-            const float inner_w = fmin2(px2, c.x2[j]) - fmax2(px1, c.x1[j]) + 1.0f;
-            const float inner_h = fmin2(py2, c.y2[j]) - fmax2(py1, c.y1[j]) + 1.0f;
+            const float inner_w = fmin2(p.x2, j.x2) - fmax2(p.x1, j.x1) + 1.0f;
+            const float inner_h = fmin2(p.y2, j.y2) - fmax2(p.y1, j.y1) + 1.0f;
             const float inner_area = inner_h * inner_w;
-            const float score = inner_area / (area0 + area[j] - inner_area);
+            const float score = inner_area / (p.extra + j.extra - inner_area);
             return !(inner_w <= 0.0f) & !(inner_h <= 0.0f) & (score > nmsthreshold);
         });
     }
@@ -361,32 +355,27 @@ void seg_NMS(std::vector<QEVO::tag_Objinfo> &boxes, float thr,
     const size_t count = boxes.size();
     if (count == 0) return;
 
-    const Corners c(boxes);
-    std::vector<float> own_area(count);  // denominator of seg_IOU for each candidate
-    std::vector<int> cls(count);
-    for (size_t i = 0; i < count; ++i) {
-        own_area[i] = (c.x2[i] - c.x1[i]) * (c.y2[i] - c.y1[i]);
-        cls[i] = boxes[i].classNum;
-    }
+    std::vector<Item> items = items_of(boxes);
+    // The denominator of seg_IOU when the box is the candidate.
+    for (Item &b : items) b.extra = (b.x2 - b.x1) * (b.y2 - b.y1);
     // Without any intersection seg_IOU is 0 (or NaN), which exceeds only a
     // negative threshold.
-    BoxGrid grid(c, !(thr < 0.0f));
+    BoxGrid grid(items, !(thr < 0.0f));
 
     std::vector<QEVO::tag_Objinfo> kept;
     for (size_t k = 0; k < count; ++k) {
         if (!grid.alive(k)) continue;
         kept.push_back(boxes[k]);
-        const float kx1 = c.x1[k], ky1 = c.y1[k], kx2 = c.x2[k], ky2 = c.y2[k];
-        const int kcls = cls[k];
-        grid.remove_around(k, [&](size_t r) {
+        const Item kb = items[k];
+        grid.remove_around(k, [kb, thr](const Item &r) {
             // seg_IOU(kept box, candidate), step for step.
-            const float x1 = fmax2(kx1, c.x1[r]);
-            const float y1 = fmax2(ky1, c.y1[r]);
-            const float x2 = fmin2(kx2, c.x2[r]);
-            const float y2 = fmin2(ky2, c.y2[r]);
+            const float x1 = fmax2(kb.x1, r.x1);
+            const float y1 = fmax2(kb.y1, r.y1);
+            const float x2 = fmin2(kb.x2, r.x2);
+            const float y2 = fmin2(kb.y2, r.y2);
             const float w = positive_or_zero(x2 - x1 + 1.0f);
             const float h = positive_or_zero(y2 - y1 + 1.0f);
-            return (cls[r] == kcls) & ((w * h) / own_area[r] > thr);
+            return (r.cls == kb.cls) & ((w * h) / r.extra > thr);
         });
     }
     boxes.clear();
