@@ -1,0 +1,156 @@
+// AVX2 forms of the bilinear row functions; the same arithmetic as the SSE4.1
+// forms (see resize_bilinear_sse41.cpp) on 256-bit registers. Source pixels
+// are fetched with gathers; a gather that could read past the end of the row
+// is avoided by leaving those last columns to the scalar function.
+#include <immintrin.h>
+
+#include "resize_bilinear_paths.h"
+
+namespace qevo_resize {
+namespace {
+
+inline __m256i load256(const void *p) {
+    return _mm256_loadu_si256(static_cast<const __m256i *>(p));
+}
+inline void store256(void *p, __m256i v) { _mm256_storeu_si256(static_cast<__m256i *>(p), v); }
+
+void row_c1(const unsigned char *S, int src_row_bytes, const int *xofs, const short *ialpha, int w,
+            short *R) {
+    // Each gathered 32-bit word starts at the left pixel; bytes 0 and 1 are
+    // the pair, widened into one 16-bit lane each.
+    const int end = columns_in_bounds(xofs, w, src_row_bytes, 4);
+    const __m256i m = _mm256_setr_epi8(0, -1, 1, -1, 4, -1, 5, -1, 8, -1, 9, -1, 12, -1, 13, -1, 0,
+                                       -1, 1, -1, 4, -1, 5, -1, 8, -1, 9, -1, 12, -1, 13, -1);
+    const int *base = reinterpret_cast<const int *>(S);
+    int dx = 0;
+    for (; dx + 16 <= end; dx += 16) {
+        const __m256i g0 = _mm256_i32gather_epi32(base, load256(xofs + dx), 1);
+        const __m256i g1 = _mm256_i32gather_epi32(base, load256(xofs + dx + 8), 1);
+        const __m256i p0 = _mm256_srai_epi32(
+            _mm256_madd_epi16(_mm256_shuffle_epi8(g0, m), load256(ialpha + 2 * dx)), 4);
+        const __m256i p1 = _mm256_srai_epi32(
+            _mm256_madd_epi16(_mm256_shuffle_epi8(g1, m), load256(ialpha + 2 * dx + 16)), 4);
+        store256(R + dx, _mm256_permute4x64_epi64(_mm256_packs_epi32(p0, p1), 0xD8));
+    }
+    fill_row_range<1>(S, xofs, ialpha, dx, w, R);
+}
+
+void row_c2(const unsigned char *S, int, const int *xofs, const short *ialpha, int w, short *R) {
+    // A gathered 32-bit word is exactly the two pixels (4 bytes).
+    const __m256i m_lo = _mm256_setr_epi8(0, -1, 2, -1, 1, -1, 3, -1, 4, -1, 6, -1, 5, -1, 7, -1, 0,
+                                          -1, 2, -1, 1, -1, 3, -1, 4, -1, 6, -1, 5, -1, 7, -1);
+    const __m256i m_hi =
+        _mm256_setr_epi8(8, -1, 10, -1, 9, -1, 11, -1, 12, -1, 14, -1, 13, -1, 15, -1, 8, -1, 10,
+                         -1, 9, -1, 11, -1, 12, -1, 14, -1, 13, -1, 15, -1);
+    const int *base = reinterpret_cast<const int *>(S);
+    int dx = 0;
+    for (; dx + 8 <= w; dx += 8) {
+        const __m256i v = _mm256_i32gather_epi32(base, load256(xofs + dx), 1);
+        const __m256i a = load256(ialpha + 2 * dx);
+        // Lane halves: pixels 0..3 and 4..7; lo takes 0,1 / 4,5, hi 2,3 / 6,7.
+        const __m256i lo = _mm256_srai_epi32(
+            _mm256_madd_epi16(_mm256_shuffle_epi8(v, m_lo), _mm256_unpacklo_epi32(a, a)), 4);
+        const __m256i hi = _mm256_srai_epi32(
+            _mm256_madd_epi16(_mm256_shuffle_epi8(v, m_hi), _mm256_unpackhi_epi32(a, a)), 4);
+        store256(R + 2 * dx, _mm256_packs_epi32(lo, hi));
+    }
+    fill_row_range<2>(S, xofs, ialpha, dx, w, R);
+}
+
+// Weight pairs of pixels 0..3 spread as [p0 x4 | p2 x4] and [p1 x4 | p3 x4].
+inline void spread_pairs(const short *ialpha, __m256i &a02, __m256i &a13) {
+    const __m256i a =
+        _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i *>(ialpha)));
+    a02 = _mm256_permutevar8x32_epi32(a, _mm256_setr_epi32(0, 0, 0, 0, 2, 2, 2, 2));
+    a13 = _mm256_permutevar8x32_epi32(a, _mm256_setr_epi32(1, 1, 1, 1, 3, 3, 3, 3));
+}
+
+void row_c3(const unsigned char *S, int src_row_bytes, const int *xofs, const short *ialpha, int w,
+            short *R) {
+    // 8-byte gathers cover the 6 bytes of a pixel pair.
+    const int end = columns_in_bounds(xofs, w, src_row_bytes, 8);
+    const __m256i m0 = _mm256_setr_epi8(0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, -1, -1, -1, -1, 0,
+                                        -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, -1, -1, -1, -1);
+    const __m256i m1 =
+        _mm256_setr_epi8(8, -1, 11, -1, 9, -1, 12, -1, 10, -1, 13, -1, -1, -1, -1, -1, 8, -1, 11,
+                         -1, 9, -1, 12, -1, 10, -1, 13, -1, -1, -1, -1, -1);
+    // Drops the scratch lane of each pixel: 3 + 3 values, then 2 spare.
+    const __m256i squeeze =
+        _mm256_setr_epi8(0, 1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, -1, -1, -1, -1, 0, 1, 2, 3, 4, 5,
+                         8, 9, 10, 11, 12, 13, -1, -1, -1, -1);
+    const long long *base = reinterpret_cast<const long long *>(S);
+    int dx = 0;
+    for (; dx + 4 <= end; dx += 4) {
+        const __m256i v = _mm256_i32gather_epi64(
+            base, _mm_loadu_si128(reinterpret_cast<const __m128i *>(xofs + dx)), 1);
+        __m256i a02, a13;
+        spread_pairs(ialpha + 2 * dx, a02, a13);
+        const __m256i r02 =
+            _mm256_srai_epi32(_mm256_madd_epi16(_mm256_shuffle_epi8(v, m0), a02), 4);
+        const __m256i r13 =
+            _mm256_srai_epi32(_mm256_madd_epi16(_mm256_shuffle_epi8(v, m1), a13), 4);
+        const __m256i p = _mm256_shuffle_epi8(_mm256_packs_epi32(r02, r13), squeeze);
+        // Pixels 0,1 then 2,3; each store spills two lanes that the next
+        // store (or the row buffer's spare values) absorbs.
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(R + 3 * dx), _mm256_castsi256_si128(p));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(R + 3 * dx + 6),
+                         _mm256_extracti128_si256(p, 1));
+    }
+    fill_row_range<3>(S, xofs, ialpha, dx, w, R);
+}
+
+void row_c4(const unsigned char *S, int, const int *xofs, const short *ialpha, int w, short *R) {
+    // An 8-byte gather is exactly the two pixels.
+    const __m256i m = _mm256_setr_epi8(0, 4, 1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15, 0, 4,
+                                       1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15);
+    const __m256i zero = _mm256_setzero_si256();
+    const long long *base = reinterpret_cast<const long long *>(S);
+    int dx = 0;
+    for (; dx + 4 <= w; dx += 4) {
+        const __m256i v = _mm256_shuffle_epi8(
+            _mm256_i32gather_epi64(
+                base, _mm_loadu_si128(reinterpret_cast<const __m128i *>(xofs + dx)), 1),
+            m);
+        __m256i a02, a13;
+        spread_pairs(ialpha + 2 * dx, a02, a13);
+        const __m256i r02 =
+            _mm256_srai_epi32(_mm256_madd_epi16(_mm256_unpacklo_epi8(v, zero), a02), 4);
+        const __m256i r13 =
+            _mm256_srai_epi32(_mm256_madd_epi16(_mm256_unpackhi_epi8(v, zero), a13), 4);
+        store256(R + 4 * dx, _mm256_packs_epi32(r02, r13));
+    }
+    fill_row_range<4>(S, xofs, ialpha, dx, w, R);
+}
+
+inline __m256i blend16x2(const short *r0, const short *r1, __m256i B0, __m256i B1, __m256i two) {
+    const __m256i s0 =
+        _mm256_add_epi16(_mm256_mulhi_epi16(load256(r0), B0), _mm256_mulhi_epi16(load256(r1), B1));
+    const __m256i s1 = _mm256_add_epi16(_mm256_mulhi_epi16(load256(r0 + 16), B0),
+                                        _mm256_mulhi_epi16(load256(r1 + 16), B1));
+    const __m256i packed = _mm256_packus_epi16(_mm256_srai_epi16(_mm256_add_epi16(s0, two), 2),
+                                               _mm256_srai_epi16(_mm256_add_epi16(s1, two), 2));
+    return _mm256_permute4x64_epi64(packed, 0xD8);
+}
+
+void blend(const short *rows0, const short *rows1, int b0, int b1, int n, unsigned char *Dp) {
+    if (n < 32) {
+        blend_range(rows0, rows1, b0, b1, 0, n, Dp);
+        return;
+    }
+    const __m256i B0 = _mm256_set1_epi16(static_cast<short>(b0));
+    const __m256i B1 = _mm256_set1_epi16(static_cast<short>(b1));
+    const __m256i two = _mm256_set1_epi16(2);
+    int i = 0;
+    for (; i + 32 <= n; i += 32) store256(Dp + i, blend16x2(rows0 + i, rows1 + i, B0, B1, two));
+    if (i < n) {
+        // Last block overlaps the previous one; it rewrites the same bytes.
+        i = n - 32;
+        store256(Dp + i, blend16x2(rows0 + i, rows1 + i, B0, B1, two));
+    }
+}
+
+}  // namespace
+
+const Paths kPathsAvx2 = {"avx2", {row_c1, row_c2, row_c3, row_c4}, blend};
+
+}  // namespace qevo_resize
