@@ -38,4 +38,32 @@ QEVO_API void resize_bilinear_c3(const unsigned char *src, int srcw, int srch, u
 QEVO_API void resize_bilinear_c4(const unsigned char *src, int srcw, int srch, unsigned char *dst,
                                  int w, int h);
 
+// Resizes a semi-planar YUV 4:2:0 frame (luma plane of srcw x srch bytes, then
+// srch / 2 rows of srcw / 2 interleaved chroma pairs starting at byte
+// srcw x srch) to w x h of the same form (chroma at byte w x h): the luma
+// plane with resize_bilinear_c1, the chroma plane as two channels with
+// resize_bilinear_c2 from srcw / 2 x srch / 2 to w / 2 x h / 2 (all halves
+// truncate). The byte order of a chroma pair does not matter (NV12 and NV21).
+// Refused input: nothing at all is written when `src` or `dst` is null, the
+// frame is smaller than 4 x 4 (the chroma plane needs two taps each way), or
+// w or h is below 1. With w or h equal to 1 the chroma plane is empty and
+// only the luma plane is written.
+QEVO_API void resize_bilinear_yuv420sp(const unsigned char *src, int srcw, int srch,
+                                       unsigned char *dst, int w, int h);
+
+// One-dimensional blend at `x` between `data0` (tap x0) and `data1`:
+// alpha = |x - x0|, result (1 - alpha) x data0 + alpha x data1, in single
+// precision with two separately rounded products. `x1` is not used.
+QEVO_API float single_bilinear(float x, int x0, int x1, float data0, float data1);
+
+// Resizes one packed plane of srcw x srch floats to dstw x dsth floats by
+// bilinear interpolation. Output (x, y) samples the source at
+// ((x + 1) x (srcw / (dstw + 1)) - 0.5, (y + 1) x (srch / (dsth + 1)) - 0.5),
+// worked out in double precision and rounded to single, with source indices
+// clamped to the plane (so a same-size resize is not a copy). A source of one
+// column or one row is valid. Refused input (nothing written): a null pointer,
+// or any of srcw, srch, dstw, dsth below 1.
+QEVO_API void resize_bilinear_float_c1(float *src, int srcw, int srch, float *dst, int dstw,
+                                       int dsth);
+
 #endif  // QEVO_MAT_PIXEL_RESIZE_H

@@ -60,6 +60,21 @@ QEVO_API float getDtimeMiliSecond(struct timeval starttime, struct timeval endti
 // ---------------------------------------------------------------------------
 // Tensor arithmetic
 // ---------------------------------------------------------------------------
+}  // namespace KIVEX
+
+#include <memory>
+
+class TensorMat;
+
+namespace KIVEX {
+extern "C" {
+
+// Takes shared ownership of two tensors for the duration of the call and
+// performs no operation on them (element-wise addition is TensorMat::add).
+// Always returns 0.
+QEVO_API int add_TensorMat(std::shared_ptr<TensorMat> a, std::shared_ptr<TensorMat> b);
+
+}  // extern "C"
 
 }  // namespace KIVEX
 

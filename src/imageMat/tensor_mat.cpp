@@ -1,0 +1,247 @@
+// TensorMat: construction from shapes or shape lists, destruction, moves and
+// export into a TenMat record.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "imageMat.h"
+#include "imageMat/tensor_shape.h"
+#include "utils/debug_trace.h"
+
+using qevo_internal::byte_count;
+using qevo_internal::element_count;
+
+namespace {
+
+struct Shape {
+    int b, c, h, w;
+};
+
+enum class ShapeResult { ok, bad_length, bad_layout };
+
+// Maps a shape list to b, c, h, w by its length and the layout.
+ShapeResult map_shape(const std::vector<int> &s, QEVO::DATA_LAYOUT layout, Shape *out) {
+    switch (s.size()) {
+        case 1:
+            *out = {1, 1, 1, s[0]};
+            return ShapeResult::ok;
+        case 2:
+            *out = {1, 1, s[0], s[1]};
+            return ShapeResult::ok;
+        case 3:
+            if (layout == QEVO::HWC) {
+                *out = {1, s[2], s[0], s[1]};
+            } else if (layout == QEVO::CHW) {
+                *out = {1, s[0], s[1], s[2]};
+            } else if (layout == QEVO::WHC) {
+                *out = {1, s[2], s[1], s[0]};
+            } else {
+                return ShapeResult::bad_layout;
+            }
+            return ShapeResult::ok;
+        case 4:
+            if (layout == QEVO::HWC) {
+                *out = {s[0], s[3], s[1], s[2]};
+            } else if (layout == QEVO::CHW) {
+                *out = {s[0], s[1], s[2], s[3]};
+            } else if (layout == QEVO::WHC) {
+                *out = {s[0], s[3], s[2], s[1]};
+            } else {
+                return ShapeResult::bad_layout;
+            }
+            return ShapeResult::ok;
+        default:
+            return ShapeResult::bad_length;
+    }
+}
+
+}  // namespace
+
+void TensorMat::_TensorMat(int b, int c, int h, int w, QEVO::DATA_LAYOUT layout, void *pdata,
+                           QEVO::DATATYPE type, bool Dcopy) {
+    width = w;
+    height = h;
+    depth = c;
+    batchsize = b;
+    data = nullptr;
+    this->layout = layout;
+    dataType = type;
+    wstride = width;
+    DeepCopy = Dcopy;
+    const long long n = element_count(b, c, h, w);
+    elementNum = n < 0 ? 0 : static_cast<int>(n);
+    const int esize = QEVO::datatype_size(type);
+    if (esize == 0) {
+        puts("datatype error");
+        return;
+    }
+    const long long bytes = byte_count(n, esize);
+    if (bytes < 0) {
+        elementNum = 0;
+        dataByte = 0;
+        return;
+    }
+    if (Dcopy) {
+        const size_t total = static_cast<size_t>(bytes) + offset;
+        data = std::malloc(total > 0 ? total : 1);
+        if (data == nullptr) {
+            elementNum = 0;
+            dataByte = 0;
+            return;
+        }
+        if (pdata != nullptr) std::memcpy(data, pdata, static_cast<size_t>(bytes));
+    } else {
+        data = pdata;
+    }
+    dataByte = static_cast<int>(bytes);
+}
+
+void TensorMat::_TensorMat(int b, int c, int h, int w, QEVO::DATA_LAYOUT layout,
+                           QEVO::DATATYPE type) {
+    width = w;
+    height = h;
+    depth = c;
+    batchsize = b;
+    data = nullptr;
+    this->layout = layout;
+    dataType = type;
+    wstride = width;
+    const long long n = element_count(b, c, h, w);
+    elementNum = n < 0 ? 0 : static_cast<int>(n);
+    const int esize = QEVO::datatype_size(type);
+    if (esize == 0) {
+        QEVO_TRACE("datatype error\n");
+        return;
+    }
+    const long long bytes = byte_count(n, esize);
+    if (bytes < 0) {
+        elementNum = 0;
+        dataByte = 0;
+        return;
+    }
+    const size_t total = static_cast<size_t>(bytes) + offset;
+    data = std::malloc(total > 0 ? total : 1);
+    if (data == nullptr) {
+        elementNum = 0;
+        dataByte = 0;
+        return;
+    }
+    dataByte = static_cast<int>(bytes);
+}
+
+TensorMat::TensorMat() = default;
+
+TensorMat::TensorMat(int b, int c, int h, int w, QEVO::DATA_LAYOUT layout, void *pdata,
+                     QEVO::DATATYPE type, bool Dcopy) {
+    _TensorMat(b, c, h, w, layout, pdata, type, Dcopy);
+}
+
+TensorMat::TensorMat(int b, int c, int h, int w, QEVO::DATA_LAYOUT layout, QEVO::DATATYPE type) {
+    _TensorMat(b, c, h, w, layout, type);
+}
+
+TensorMat::TensorMat(std::vector<int> shapes, QEVO::DATA_LAYOUT layout, void *pdata,
+                     QEVO::DATATYPE type, bool Dcopy) {
+    Shape s{};
+    switch (map_shape(shapes, layout, &s)) {
+        case ShapeResult::bad_length:
+            printf("shapes error");
+            return;
+        case ShapeResult::bad_layout:
+            QEVO_TRACE("Data layout error");
+            return;
+        case ShapeResult::ok:
+            break;
+    }
+    _TensorMat(s.b, s.c, s.h, s.w, layout, pdata, type, Dcopy);
+}
+
+TensorMat::TensorMat(std::vector<int> shapes, QEVO::DATA_LAYOUT layout, QEVO::DATATYPE type) {
+    Shape s{};
+    switch (map_shape(shapes, layout, &s)) {
+        case ShapeResult::bad_length:
+            printf("shapes error");
+            return;
+        case ShapeResult::bad_layout:
+            QEVO_TRACE("Data layout error");
+            return;
+        case ShapeResult::ok:
+            break;
+    }
+    _TensorMat(s.b, s.c, s.h, s.w, layout, type);
+}
+
+TensorMat::TensorMat(TensorMat &&other) noexcept
+    : offset(other.offset),
+      batchsize(other.batchsize),
+      width(other.width),
+      height(other.height),
+      depth(other.depth),
+      elementNum(other.elementNum),
+      dataByte(other.dataByte),
+      data(other.data),
+      layout(other.layout),
+      dataType(other.dataType),
+      wstride(other.wstride),
+      DeepCopy(other.DeepCopy),
+      zeroPoint(other.zeroPoint),
+      scaleFactor(other.scaleFactor) {
+    other.data = nullptr;
+    other.elementNum = 0;
+    other.dataByte = 0;
+}
+
+TensorMat &TensorMat::operator=(TensorMat &&other) noexcept {
+    if (this == &other) return *this;
+    if (data != nullptr && DeepCopy) std::free(data);
+    offset = other.offset;
+    batchsize = other.batchsize;
+    width = other.width;
+    height = other.height;
+    depth = other.depth;
+    elementNum = other.elementNum;
+    dataByte = other.dataByte;
+    data = other.data;
+    layout = other.layout;
+    dataType = other.dataType;
+    wstride = other.wstride;
+    DeepCopy = other.DeepCopy;
+    zeroPoint = other.zeroPoint;
+    scaleFactor = other.scaleFactor;
+    other.data = nullptr;
+    other.elementNum = 0;
+    other.dataByte = 0;
+    return *this;
+}
+
+TensorMat::~TensorMat() {
+    if (data != nullptr && DeepCopy) std::free(data);
+    data = nullptr;
+}
+
+int TensorMat::toTenMat(QEVO::TenMat *dst) {
+    if (dst == nullptr) return 1;
+    if (dst->data == nullptr) {
+        dst->data = data;
+    } else {
+        // A negative byte count widens to a huge unsigned value and never fits.
+        const size_t need = static_cast<size_t>(static_cast<long long>(dataByte));
+        if (dst->dataByte < need) {
+            QEVO_TRACE("TenMat donot have enough space, [%d]<[%d]", static_cast<int>(dst->dataByte),
+                       dataByte);
+            return 2;
+        }
+        if (data != nullptr && dataByte > 0 && dst->data != data) {
+            std::memcpy(dst->data, data, static_cast<size_t>(dataByte));
+        }
+    }
+    dst->width = width;
+    dst->height = height;
+    dst->depth = depth;
+    dst->dataByte = static_cast<size_t>(static_cast<long long>(dataByte));
+    dst->type = dataType;
+    dst->layout = layout;
+    dst->elementNum = static_cast<int>(static_cast<long long>(width) * height * depth);
+    return 0;
+}

@@ -1,0 +1,138 @@
+// TensorMat spatial resizing (nearest-neighbour and bilinear, planar float).
+#include <cstdlib>
+
+#include "imageMat.h"
+#include "imageMat/tensor_shape.h"
+#include "mat_pixel_resize.h"
+#include "utils/debug_trace.h"
+
+using qevo_internal::byte_count;
+using qevo_internal::element_count;
+
+namespace {
+
+// Plane geometry checked before a float resize: the number of planes, and the
+// float counts of one old and one new plane. False when the request cannot be
+// carried out without overrunning or wrapping a count.
+struct ResizePlan {
+    long long planes = 0;
+    size_t old_plane = 0;
+    size_t new_plane = 0;
+    long long new_count = 0;
+    long long new_bytes = 0;
+};
+
+bool plan_resize(const TensorMat &t, int newwidth, int newheight, ResizePlan *p) {
+    if (newwidth < 1 || newheight < 1 || t.width < 1 || t.height < 1) return false;
+    const long long old_count = element_count(t.batchsize, t.depth, t.height, t.width);
+    const long long old_bytes = byte_count(old_count, 4);
+    if (old_bytes < 0 || t.dataByte < old_bytes) return false;
+    p->new_count = element_count(t.batchsize, t.depth, newheight, newwidth);
+    p->new_bytes = byte_count(p->new_count, 4);
+    if (p->new_bytes < 0) return false;
+    p->planes = static_cast<long long>(t.batchsize) * t.depth;
+    p->old_plane = static_cast<size_t>(t.height) * static_cast<size_t>(t.width);
+    p->new_plane = static_cast<size_t>(newheight) * static_cast<size_t>(newwidth);
+    return true;
+}
+
+// Bytes to request for a payload plus the tensor's offset; at least one, so an
+// empty payload still gets a buffer of its own.
+size_t alloc_size(long long payload, size_t offset) {
+    const size_t n = static_cast<size_t>(payload) + offset;
+    return n > 0 ? n : 1;
+}
+
+}  // namespace
+
+int TensorMat::resize(int width, int height, bool interpo) {
+    if (dataType != QEVO::AI_FLOAT) {
+        QEVO_TRACE("only float type support");
+        return 1;
+    }
+    if (interpo) {
+        if (layout == QEVO::HWC || layout == QEVO::WHC) return resize_bilinear_nhwc(width, height);
+        return resize_bilinear_nchw(width, height);
+    }
+    if (layout == QEVO::CHW) return resize_nearest_nchw(width, height);
+    return resize_nearest_nhwc(width, height);
+}
+
+int TensorMat::resize_nearest_nchw(int newwidth, int newheight) {
+    if (data == nullptr) {
+        QEVO_TRACE("TensorMat is empty, should init first");
+        return 1;
+    }
+    if (newwidth == width && newheight == height) return 0;
+    ResizePlan plan;
+    if (!plan_resize(*this, newwidth, newheight, &plan)) return 1;
+    const float h_scale = static_cast<float>(height) / static_cast<float>(newheight);
+    const float w_scale = static_cast<float>(width) / static_cast<float>(newwidth);
+    float *out = static_cast<float *>(std::malloc(alloc_size(plan.new_bytes, offset)));
+    if (out == nullptr) return 1;
+    const float *in = static_cast<const float *>(data);
+    float *o = out;
+    for (long long p = 0; p < plan.planes; ++p) {
+        for (int y = 0; y < newheight; ++y) {
+            int sy = static_cast<int>(static_cast<float>(y) * h_scale);
+            if (sy > height - 1) sy = height - 1;  // guards float rounding at huge ratios
+            const float *src_row = in + static_cast<size_t>(sy) * static_cast<size_t>(width);
+            float *dst_row = o + static_cast<size_t>(y) * static_cast<size_t>(newwidth);
+            for (int x = 0; x < newwidth; ++x) {
+                int sx = static_cast<int>(static_cast<float>(x) * w_scale);
+                if (sx > width - 1) sx = width - 1;
+                dst_row[x] = src_row[sx];
+            }
+        }
+        in += plan.old_plane;
+        o += plan.new_plane;
+    }
+    if (DeepCopy) std::free(data);
+    data = out;
+    DeepCopy = true;
+    width = newwidth;
+    height = newheight;
+    wstride = newwidth;
+    elementNum = static_cast<int>(plan.new_count);
+    dataByte = static_cast<int>(plan.new_bytes);
+    return 0;
+}
+
+int TensorMat::resize_bilinear_nchw(int newwidth, int newheight) {
+    if (data == nullptr) {
+        QEVO_TRACE("TensorMat is empty, should init first");
+        return 1;
+    }
+    if (newwidth == width && newheight == height) return 0;
+    ResizePlan plan;
+    if (!plan_resize(*this, newwidth, newheight, &plan)) return 1;
+    float *out = static_cast<float *>(std::malloc(alloc_size(plan.new_bytes, offset)));
+    if (out == nullptr) return 1;
+    float *in = static_cast<float *>(data);
+    for (long long p = 0; p < plan.planes; ++p) {
+        resize_bilinear_float_c1(in + p * plan.old_plane, width, height, out + p * plan.new_plane,
+                                 newwidth, newheight);
+    }
+    if (DeepCopy) std::free(data);
+    data = out;
+    DeepCopy = true;
+    width = newwidth;
+    height = newheight;
+    wstride = newwidth;
+    elementNum = static_cast<int>(plan.new_count);
+    dataByte = static_cast<int>(plan.new_bytes);
+    return 0;
+}
+
+int TensorMat::resize_nearest_nhwc(int width, int height) {
+    (void)width;
+    (void)height;
+    QEVO_TRACE("resize_nearest_nhwc not support for now");
+    return 1;
+}
+
+int TensorMat::resize_bilinear_nhwc(int newwidth, int newheight) {
+    (void)newwidth;
+    (void)newheight;
+    return 1;
+}
