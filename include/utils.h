@@ -55,6 +55,67 @@ QEVO_API float getDtimeMiliSecond(struct timeval starttime, struct timeval endti
 // ---------------------------------------------------------------------------
 // Box overlap and distance measures, servo conversions
 // ---------------------------------------------------------------------------
+}  // namespace KIVEX
+
+#include <vector>
+
+class OBJTRACK;
+
+namespace KIVEX {
+
+extern "C" {
+
+// Overlap of the track's predicted box (last box shifted by the velocity
+// m_vx, m_vy) with every detection, appended to `ious` (not cleared), one
+// value per detection in list order. iouType <= 0: IoU; 1: GIoU; 2: DIoU;
+// >= 3: CIoU. Every division is guarded by eps = 1e-5 (boxes with inverted
+// corners are not). Always returns 0.
+QEVO_API int bboxes_iou(OBJTRACK *objtracker, std::vector<QEVO::objinfo> dets,
+                        std::vector<float> &ious, int iouType);
+
+// Distance from the centre of the track's predicted box to every detection's
+// centre, appended to `distances` (not cleared). iouType is not used.
+// Always returns 0.
+QEVO_API int bboxes_dists(OBJTRACK *objtracker, std::vector<QEVO::objinfo> dets,
+                          std::vector<float> &distances, int iouType);
+
+// Position and value of the first largest entry strictly above
+// 1.17549435e-38 (the smallest normal float); when none is, idx = 0 and
+// Maxdata = 1.17549435e-38. NaN entries are never chosen. Returns 1 (outputs
+// untouched) for an empty list, else 0.
+QEVO_API int find_arg_max(std::vector<float> datas, int &idx, float &Maxdata);
+
+// Position and value of the first smallest entry strictly below 1e9; when
+// none is, idx = 0 and Mindata = 1e9. NaN entries are never chosen. Returns 1
+// (outputs untouched) for an empty list, else 0.
+QEVO_API int find_arg_min(std::vector<float> datas, int &idx, float &Mindata);
+
+// Azimuth (degrees) that points at image column fObjX: fAz plus the offset
+// from the centre column nW / 2 times dResolution (degrees per pixel), then
+// wrapped once: above 360 -> minus 360, then below 0 -> plus 360. nH unused.
+QEVO_API float servo_calc_Az(float fAz, float fObjX, double dResolution, int nW, int nH);
+
+// Pitch (degrees) that points at image row fObjY (rows above the centre row
+// nH / 2 raise the pitch), wrapped once: above 180 -> minus 360, then below
+// -180 -> plus 360. nW unused.
+QEVO_API float servo_calc_Pt(float fPt, float fObjY, double dResolution, int nW, int nH);
+
+// Image column of azimuth fObjAz (wrapped once into [0, 360]) seen from
+// azimuth fAz; the angle difference itself is not wrapped. 0 when
+// dResolution <= 1e-7. nH unused.
+QEVO_API float servo_calc_ImgX(float fAz, float fObjAz, double dResolution, int nW, int nH);
+
+// Image row of pitch fObjPt (wrapped once into [-180, 180]) seen from pitch
+// fPt; the difference is not wrapped. 0 when dResolution <= 1e-7. nW unused.
+QEVO_API float servo_calc_ImgY(float fPt, float fObjPt, double dResolution, int nW, int nH);
+
+}  // extern "C"
+
+// Overlap (as the pointer form) of the track's current box _x1, _y1, _x2, _y2,
+// without any velocity, with every detection; one value per detection.
+QEVO_API std::vector<float> bboxes_iou(OBJTRACK objtracker, std::vector<QEVO::objinfo> dets,
+                                       int iouType);
+
 
 // ---------------------------------------------------------------------------
 // Suppression, activations, pixel buffers, files, strings and hashes
