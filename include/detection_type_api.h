@@ -88,9 +88,12 @@ constexpr int datatype_size(DATATYPE type) {
 }
 
 // Byte size of a semi-planar YUV 4:2:0 image: width x height x 1.5 in double
-// precision, truncated towards zero.
+// precision, truncated towards zero. A value that does not fit an int (only
+// possible for absurd sizes) gives -1 instead of an undefined conversion, so
+// callers that refuse negative sizes refuse it too.
 constexpr int yuv420sp_size(int width, int height) {
-    return static_cast<int>(static_cast<double>(width) * height * 1.5);
+    const double bytes = static_cast<double>(width) * height * 1.5;
+    return (bytes >= 2147483648.0 || bytes <= -2147483649.0) ? -1 : static_cast<int>(bytes);
 }
 
 // Servo and camera state of one frame. The library reads only fAz and fPt.

@@ -1,9 +1,15 @@
 #!/usr/bin/env bash
-# Builds the library and runs the whole test suite twice: a normal build and
-# one with AddressSanitizer + UndefinedBehaviorSanitizer.
+# Builds the library and runs the whole test suite twice: a normal build
+# (build/) and one with AddressSanitizer + UndefinedBehaviorSanitizer
+# (build-asan/). Missing Debian packages are installed first. Stops at the
+# first suite that fails; the output ends with ctest's summary.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh cmake g++ make pkg-config libgtest-dev libbenchmark-dev
+
+# Any sanitizer report ends the program with a failure status.
+export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=0}"
+export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
 
 jobs=$(nproc 2>/dev/null || echo 2)
 run_suite() {
@@ -12,7 +18,7 @@ run_suite() {
   cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=Release -DQEVO_BUILD_TESTS=ON "$@" >/dev/null
   cmake --build "$dir" -j "$jobs"
   echo "=== test $dir"
-  (cd "$dir" && ctest --output-on-failure -j "$jobs")
+  (cd "$dir" && ctest --output-on-failure --no-tests=error --timeout 600 -j "$jobs")
 }
 
 run_suite build

@@ -23,19 +23,6 @@ void make_directories(const std::string &dir) {
     }
 }
 
-// Writes `size` bytes of `data` (when there are any) to `path`, truncating it.
-void dump_frame(const char *path, const unsigned char *data, long size) {
-    FILE *fp = fopen(path, "wb");
-    if (fp == nullptr) return;
-    if (data != nullptr) {
-        if (size > 0) fwrite(data, 1, static_cast<size_t>(size), fp);
-    } else {
-        QEVO_TRACE("grab xq_video_frame data not support for now");
-    }
-    fflush(fp);
-    fclose(fp);
-}
-
 }  // namespace
 
 namespace KIVEX {
@@ -59,12 +46,29 @@ FILE *create_debuginfo(const char *logroot) {
 
 int grab_image(QEVO::ImgMat img) {
     if (IsFileExist("./AI_WRITE") == 0) return 0;
+    const char *path;
+    long long size;
     if (img.inlayout == QEVO::NV12) {
-        dump_frame("./img.nv12", img.data, QEVO::yuv420sp_size(img.width, img.height));
+        path = "./img.nv12";
+        size = QEVO::yuv420sp_size(img.width, img.height);
     } else {
-        // 32-bit product as the frame describes it; a negative size writes nothing.
-        const long long size = static_cast<long long>(img.width) * img.height * img.depth;
-        dump_frame("./img.bin", img.data, size > 0x7fffffffLL ? 0 : static_cast<long>(size));
+        // A 32-bit product in the frame's own terms; a size that is negative or
+        // does not fit an int writes nothing.
+        path = "./img.bin";
+        size = static_cast<long long>(img.width) * img.height * img.depth;
+        if (size > 0x7fffffffLL) size = 0;
+    }
+    // A dump file that cannot be created is skipped: nothing is written to,
+    // flushed or closed, and the marker is still consumed below.
+    FILE *fp = fopen(path, "wb");
+    if (fp != nullptr) {
+        if (img.data != nullptr) {
+            if (size > 0) fwrite(img.data, 1, static_cast<size_t>(size), fp);
+        } else {
+            QEVO_TRACE("grab xq_video_frame data not support for now");
+        }
+        fflush(fp);
+        fclose(fp);
     }
     const int ret = remove("./AI_WRITE");
     if (ret != 0) QEVO_TRACE("remove AI_WRITE error with ret=%d", ret);

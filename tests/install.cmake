@@ -1,0 +1,30 @@
+# Install tree check: `cmake --install` into a temporary prefix, then a small
+# program built against it with find_package(QEVO) and with pkg-config.
+find_program(QEVO_BASH bash REQUIRED)
+find_program(QEVO_PKG_CONFIG pkg-config)
+if(QEVO_PKG_CONFIG)
+  set(QEVO_CONSUMER_FLAGS "")
+  if(QEVO_SANITIZE)
+    set(QEVO_CONSUMER_FLAGS -fsanitize=address,undefined -fno-omit-frame-pointer)
+  endif()
+  add_test(NAME install_and_consume
+      COMMAND ${QEVO_BASH} ${CMAKE_CURRENT_SOURCE_DIR}/scripts/check_install.sh
+              ${CMAKE_COMMAND} ${PROJECT_BINARY_DIR} ${CMAKE_CURRENT_SOURCE_DIR}/consumer
+              ${CMAKE_CXX_COMPILER} ${QEVO_CONSUMER_FLAGS})
+else()
+  message(WARNING "pkg-config not found: the install test is not registered")
+endif()
+
+# Each public header compiles on its own (and twice in a row): one
+# translation unit per header, built with the tests.
+set(QEVO_HEADER_CHECK_SOURCES)
+foreach(header IN LISTS QEVO_PUBLIC_HEADERS)
+  get_filename_component(stem ${header} NAME_WE)
+  get_filename_component(file ${header} NAME)
+  set(tu ${CMAKE_CURRENT_BINARY_DIR}/header_check/${stem}.cpp)
+  file(CONFIGURE OUTPUT ${tu} CONTENT "#include \"${file}\"\n#include \"${file}\"\n")
+  list(APPEND QEVO_HEADER_CHECK_SOURCES ${tu})
+endforeach()
+add_library(qevo_header_check OBJECT ${QEVO_HEADER_CHECK_SOURCES})
+target_include_directories(qevo_header_check PRIVATE ${PROJECT_SOURCE_DIR}/include)
+target_compile_options(qevo_header_check PRIVATE -Wpedantic)
