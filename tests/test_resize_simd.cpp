@@ -235,6 +235,26 @@ TEST_P(ResizeSimd, FrameSizedRatios) {
     for (const Case &c : cases) ASSERT_TRUE(same_as_scalar(GetParam().name, c, rng));
 }
 
+// Exact 2:1 shrinks in both directions (a separate fast form) with row
+// lengths around the 16- and 32-byte steps, odd output widths, padding, and
+// the one-pixel output.
+TEST_P(ResizeSimd, ExactHalving) {
+    std::mt19937 rng(2024);
+    for (int n = 1; n <= 4; ++n) {
+        for (int w : {1, 2, 3, 7, 8, 9, 15, 16, 17, 31, 33, 64, 250}) {
+            ASSERT_TRUE(same_as_scalar(GetParam().name, Case{n, 2 * w, 6, w, 3, 0, 0}, rng));
+            ASSERT_TRUE(same_as_scalar(GetParam().name, Case{n, 2 * w, 10, w, 5, 5, 3}, rng));
+        }
+        ASSERT_TRUE(
+            same_as_scalar(GetParam().name, Case{n, 64, 48, 32, 24, 0, 0}, rng, Fill::AllMax));
+        ASSERT_TRUE(
+            same_as_scalar(GetParam().name, Case{n, 64, 48, 32, 24, 0, 0}, rng, Fill::Stripes));
+        // Only one direction halved: the general form.
+        ASSERT_TRUE(same_as_scalar(GetParam().name, Case{n, 128, 20, 64, 7, 0, 0}, rng));
+        ASSERT_TRUE(same_as_scalar(GetParam().name, Case{n, 50, 20, 33, 10, 0, 0}, rng));
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Paths, ResizeSimd, ::testing::ValuesIn(vector_paths()),
                          [](const ::testing::TestParamInfo<Path> &info) {
                              return std::string(info.param.name);

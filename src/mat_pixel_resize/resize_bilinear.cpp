@@ -62,7 +62,17 @@ void blend_rows_scalar(const short *rows0, const short *rows1, int b0, int b1, i
 const Paths kPathsScalar = {
     "scalar",
     {fill_row_scalar<1>, fill_row_scalar<2>, fill_row_scalar<3>, fill_row_scalar<4>},
-    blend_rows_scalar};
+    blend_rows_scalar,
+    {nullptr, nullptr, nullptr, nullptr}};
+
+// True when output d reads samples 2d and 2d + 1 with the weights 1024, 1024.
+bool is_half(const int *ofs, const short *weights, int len, int step) {
+    for (int d = 0; d < len; ++d) {
+        if (ofs[d] != 2 * d * step || weights[2 * d] != 1024 || weights[2 * d + 1] != 1024)
+            return false;
+    }
+    return true;
+}
 
 bool name_is(const char *value, const char *name) { return std::strcmp(value, name) == 0; }
 
@@ -118,6 +128,15 @@ void resize_bilinear(const unsigned char *src, int srcw, int srch, int srcstride
     const RowFn fill_row = paths.row[N - 1];
     const BlendFn blend_rows = paths.blend;
     const int row_bytes = static_cast<int>(row_src);
+
+    if (paths.halve[N - 1] != nullptr && is_half(xofs, ialpha, w, N) &&
+        is_half(yofs, ibeta, h, 1)) {
+        paths.halve[N - 1](src, srcstride, dst, w, h, stride);
+        std::free(buf);
+        std::free(rows0);
+        std::free(rows1);
+        return;
+    }
 
     int prev_sy1 = -2;
     const int n = static_cast<int>(row_dst);

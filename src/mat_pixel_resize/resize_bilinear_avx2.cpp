@@ -14,6 +14,31 @@ inline __m256i load256(const void *p) {
 }
 inline void store256(void *p, __m256i v) { _mm256_storeu_si256(static_cast<__m256i *>(p), v); }
 
+// Eight bytes from each of four source offsets, in 64-bit lanes 0..3. Plain
+// loads: on the CPUs measured they beat the hardware gather.
+inline __m256i load4x64(const unsigned char *S, const int *o) {
+    const __m128i lo = _mm_castpd_si128(
+        _mm_loadh_pd(_mm_castsi128_pd(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(S + o[0]))),
+                     reinterpret_cast<const double *>(S + o[1])));
+    const __m128i hi = _mm_castpd_si128(
+        _mm_loadh_pd(_mm_castsi128_pd(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(S + o[2]))),
+                     reinterpret_cast<const double *>(S + o[3])));
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1);
+}
+
+// Four bytes from each of eight source offsets, in 32-bit lanes 0..7.
+inline __m256i load8x32(const unsigned char *S, const int *o) {
+    __m128i lo = _mm_cvtsi32_si128(load_i32(S + o[0]));
+    lo = _mm_insert_epi32(lo, load_i32(S + o[1]), 1);
+    lo = _mm_insert_epi32(lo, load_i32(S + o[2]), 2);
+    lo = _mm_insert_epi32(lo, load_i32(S + o[3]), 3);
+    __m128i hi = _mm_cvtsi32_si128(load_i32(S + o[4]));
+    hi = _mm_insert_epi32(hi, load_i32(S + o[5]), 1);
+    hi = _mm_insert_epi32(hi, load_i32(S + o[6]), 2);
+    hi = _mm_insert_epi32(hi, load_i32(S + o[7]), 3);
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1);
+}
+
 void row_c1(const unsigned char *S, int src_row_bytes, const int *xofs, const short *ialpha, int w,
             short *R) {
     // Each gathered 32-bit word starts at the left pixel; bytes 0 and 1 are
@@ -21,11 +46,10 @@ void row_c1(const unsigned char *S, int src_row_bytes, const int *xofs, const sh
     const int end = columns_in_bounds(xofs, w, src_row_bytes, 4);
     const __m256i m = _mm256_setr_epi8(0, -1, 1, -1, 4, -1, 5, -1, 8, -1, 9, -1, 12, -1, 13, -1, 0,
                                        -1, 1, -1, 4, -1, 5, -1, 8, -1, 9, -1, 12, -1, 13, -1);
-    const int *base = reinterpret_cast<const int *>(S);
     int dx = 0;
     for (; dx + 16 <= end; dx += 16) {
-        const __m256i g0 = _mm256_i32gather_epi32(base, load256(xofs + dx), 1);
-        const __m256i g1 = _mm256_i32gather_epi32(base, load256(xofs + dx + 8), 1);
+        const __m256i g0 = load8x32(S, xofs + dx);
+        const __m256i g1 = load8x32(S, xofs + dx + 8);
         const __m256i p0 = _mm256_srai_epi32(
             _mm256_madd_epi16(_mm256_shuffle_epi8(g0, m), load256(ialpha + 2 * dx)), 4);
         const __m256i p1 = _mm256_srai_epi32(
@@ -42,10 +66,9 @@ void row_c2(const unsigned char *S, int, const int *xofs, const short *ialpha, i
     const __m256i m_hi =
         _mm256_setr_epi8(8, -1, 10, -1, 9, -1, 11, -1, 12, -1, 14, -1, 13, -1, 15, -1, 8, -1, 10,
                          -1, 9, -1, 11, -1, 12, -1, 14, -1, 13, -1, 15, -1);
-    const int *base = reinterpret_cast<const int *>(S);
     int dx = 0;
     for (; dx + 8 <= w; dx += 8) {
-        const __m256i v = _mm256_i32gather_epi32(base, load256(xofs + dx), 1);
+        const __m256i v = load8x32(S, xofs + dx);
         const __m256i a = load256(ialpha + 2 * dx);
         // Lane halves: pixels 0..3 and 4..7; lo takes 0,1 / 4,5, hi 2,3 / 6,7.
         const __m256i lo = _mm256_srai_epi32(
@@ -78,11 +101,9 @@ void row_c3(const unsigned char *S, int src_row_bytes, const int *xofs, const sh
     const __m256i squeeze =
         _mm256_setr_epi8(0, 1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, -1, -1, -1, -1, 0, 1, 2, 3, 4, 5,
                          8, 9, 10, 11, 12, 13, -1, -1, -1, -1);
-    const long long *base = reinterpret_cast<const long long *>(S);
     int dx = 0;
     for (; dx + 4 <= end; dx += 4) {
-        const __m256i v = _mm256_i32gather_epi64(
-            base, _mm_loadu_si128(reinterpret_cast<const __m128i *>(xofs + dx)), 1);
+        const __m256i v = load4x64(S, xofs + dx);
         __m256i a02, a13;
         spread_pairs(ialpha + 2 * dx, a02, a13);
         const __m256i r02 =
@@ -104,13 +125,9 @@ void row_c4(const unsigned char *S, int, const int *xofs, const short *ialpha, i
     const __m256i m = _mm256_setr_epi8(0, 4, 1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15, 0, 4,
                                        1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15);
     const __m256i zero = _mm256_setzero_si256();
-    const long long *base = reinterpret_cast<const long long *>(S);
     int dx = 0;
     for (; dx + 4 <= w; dx += 4) {
-        const __m256i v = _mm256_shuffle_epi8(
-            _mm256_i32gather_epi64(
-                base, _mm_loadu_si128(reinterpret_cast<const __m128i *>(xofs + dx)), 1),
-            m);
+        const __m256i v = _mm256_shuffle_epi8(load4x64(S, xofs + dx), m);
         __m256i a02, a13;
         spread_pairs(ialpha + 2 * dx, a02, a13);
         const __m256i r02 =
@@ -149,8 +166,51 @@ void blend(const short *rows0, const short *rows1, int b0, int b1, int n, unsign
     }
 }
 
+// Pairs the two taps of each output value as adjacent bytes, for one
+// multiply-add of unsigned bytes with ones (sums of two bytes never saturate).
+template <int N>
+inline __m256i pair_taps(__m256i v) {
+    if (N == 2)
+        return _mm256_shuffle_epi8(
+            v, _mm256_setr_epi8(0, 2, 1, 3, 4, 6, 5, 7, 8, 10, 9, 11, 12, 14, 13, 15, 0, 2, 1, 3, 4,
+                                6, 5, 7, 8, 10, 9, 11, 12, 14, 13, 15));
+    if (N == 4)
+        return _mm256_shuffle_epi8(
+            v, _mm256_setr_epi8(0, 4, 1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15, 0, 4, 1, 5, 2,
+                                6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15));
+    return v;
+}
+
+template <int N>
+void halve(const unsigned char *src, int srcstride, unsigned char *dst, int w, int h, int stride) {
+    const __m256i ones = _mm256_set1_epi8(1);
+    const __m256i two = _mm256_set1_epi16(2);
+    const int n = w * N;
+    for (int dy = 0; dy < h; ++dy) {
+        const unsigned char *A = src + static_cast<size_t>(srcstride) * (2 * dy);
+        const unsigned char *B = A + srcstride;
+        unsigned char *Dp = dst + static_cast<size_t>(stride) * dy;
+        int i = 0;
+        for (; i + 32 <= n; i += 32) {
+            __m256i s[2];
+            for (int k = 0; k < 2; ++k) {
+                const __m256i a = pair_taps<N>(load256(A + 2 * i + 32 * k));
+                const __m256i b = pair_taps<N>(load256(B + 2 * i + 32 * k));
+                s[k] = _mm256_srli_epi16(
+                    _mm256_add_epi16(_mm256_add_epi16(_mm256_maddubs_epi16(a, ones),
+                                                      _mm256_maddubs_epi16(b, ones)),
+                                     two),
+                    2);
+            }
+            store256(Dp + i, _mm256_permute4x64_epi64(_mm256_packus_epi16(s[0], s[1]), 0xD8));
+        }
+        halve_range<N>(A, B, i, n, Dp);
+    }
+}
+
 }  // namespace
 
-const Paths kPathsAvx2 = {"avx2", {row_c1, row_c2, row_c3, row_c4}, blend};
+const Paths kPathsAvx2 = {
+    "avx2", {row_c1, row_c2, row_c3, row_c4}, blend, {halve<1>, halve<2>, nullptr, halve<4>}};
 
 }  // namespace qevo_resize

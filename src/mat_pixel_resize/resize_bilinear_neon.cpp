@@ -128,6 +128,7 @@ void blend(const short *rows0, const short *rows1, int b0, int b1, int n, unsign
 
 }  // namespace
 
-const Paths kPathsNeon = {"neon", {row_c1, row_c2, row_c3, row_c4}, blend};
+const Paths kPathsNeon = {
+    "neon", {row_c1, row_c2, row_c3, row_c4}, blend, {nullptr, nullptr, nullptr, nullptr}};
 
 }  // namespace qevo_resize

@@ -23,10 +23,19 @@ using RowFn = void (*)(const unsigned char *S, int src_row_bytes, const int *xof
 using BlendFn = void (*)(const short *rows0, const short *rows1, int b0, int b1, int n,
                          unsigned char *Dp);
 
+// Exact 2:1 shrink in both directions (srcw = 2w, srch = 2h). The tables then
+// hold the weight 1024 for both taps everywhere, so a row value is
+// 64 x (left + right) with nothing truncated, the blend takes back exactly the
+// sum of the two pixels of each row, and an output byte is the mean of its
+// 2x2 block rounded half up: (a + b + c + d + 2) >> 2.
+using HalveFn = void (*)(const unsigned char *src, int srcstride, unsigned char *dst, int w, int h,
+                         int stride);
+
 struct Paths {
     const char *name;
     RowFn row[4];  // index N - 1
     BlendFn blend;
+    HalveFn halve[4];  // index N - 1; null where the row functions do the job
 };
 
 // Extra 16-bit values after each row buffer, so a vector store of the last
@@ -57,6 +66,17 @@ inline void blend_range(const short *rows0, const short *rows1, int b0, int b1, 
     for (int i = i0; i < i1; ++i) {
         Dp[i] = static_cast<unsigned char>(
             (((b0 * rows0[i]) >> 16) + ((b1 * rows1[i]) >> 16) + 2) >> 2);
+    }
+}
+
+// 2:1 shrink of values [i0, i1) of one output row; A and B are the two
+// source rows.
+template <int N>
+inline void halve_range(const unsigned char *A, const unsigned char *B, int i0, int i1,
+                        unsigned char *Dp) {
+    for (int i = i0; i < i1; ++i) {
+        const int s = (i / N) * 2 * N + i % N;
+        Dp[i] = static_cast<unsigned char>((A[s] + A[s + N] + B[s] + B[s + N] + 2) >> 2);
     }
 }
 

@@ -134,8 +134,50 @@ void blend(const short *rows0, const short *rows1, int b0, int b1, int n, unsign
     }
 }
 
+// Pairs the two taps of each output value as adjacent bytes, for one
+// multiply-add of unsigned bytes with ones.
+template <int N>
+inline __m128i pair_taps(__m128i v) {
+    if (N == 2)
+        return _mm_shuffle_epi8(
+            v, _mm_setr_epi8(0, 2, 1, 3, 4, 6, 5, 7, 8, 10, 9, 11, 12, 14, 13, 15));
+    if (N == 4)
+        return _mm_shuffle_epi8(
+            v, _mm_setr_epi8(0, 4, 1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15));
+    return v;
+}
+
+template <int N>
+void halve(const unsigned char *src, int srcstride, unsigned char *dst, int w, int h, int stride) {
+    const __m128i ones = _mm_set1_epi8(1);
+    const __m128i two = _mm_set1_epi16(2);
+    const int n = w * N;
+    for (int dy = 0; dy < h; ++dy) {
+        const unsigned char *A = src + static_cast<size_t>(srcstride) * (2 * dy);
+        const unsigned char *B = A + srcstride;
+        unsigned char *Dp = dst + static_cast<size_t>(stride) * dy;
+        int i = 0;
+        for (; i + 16 <= n; i += 16) {
+            __m128i s[2];
+            for (int k = 0; k < 2; ++k) {
+                const __m128i a = pair_taps<N>(
+                    _mm_loadu_si128(reinterpret_cast<const __m128i *>(A + 2 * i + 16 * k)));
+                const __m128i b = pair_taps<N>(
+                    _mm_loadu_si128(reinterpret_cast<const __m128i *>(B + 2 * i + 16 * k)));
+                s[k] = _mm_srli_epi16(
+                    _mm_add_epi16(
+                        _mm_add_epi16(_mm_maddubs_epi16(a, ones), _mm_maddubs_epi16(b, ones)), two),
+                    2);
+            }
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(Dp + i), _mm_packus_epi16(s[0], s[1]));
+        }
+        halve_range<N>(A, B, i, n, Dp);
+    }
+}
+
 }  // namespace
 
-const Paths kPathsSse41 = {"sse41", {row_c1, row_c2, row_c3, row_c4}, blend};
+const Paths kPathsSse41 = {
+    "sse41", {row_c1, row_c2, row_c3, row_c4}, blend, {halve<1>, halve<2>, nullptr, halve<4>}};
 
 }  // namespace qevo_resize
