@@ -126,9 +126,47 @@ void blend(const short *rows0, const short *rows1, int b0, int b1, int n, unsign
     }
 }
 
+// 32 source bytes split into the left (val[0]) and right (val[1]) pixel of
+// each output pixel, 16 bytes each, channels in order.
+template <int N>
+inline uint8x16x2_t split_pairs(const unsigned char *p) {
+    if (N == 2) {
+        const uint16x8x2_t t = vld2q_u16(reinterpret_cast<const uint16_t *>(p));
+        return {{vreinterpretq_u8_u16(t.val[0]), vreinterpretq_u8_u16(t.val[1])}};
+    }
+    if (N == 4) {
+        const uint32x4x2_t t = vld2q_u32(reinterpret_cast<const uint32_t *>(p));
+        return {{vreinterpretq_u8_u32(t.val[0]), vreinterpretq_u8_u32(t.val[1])}};
+    }
+    return vld2q_u8(p);
+}
+
+// Exact 2:1 shrink: (a + b + c + d + 2) >> 2 per output byte; the rounding
+// narrowing shift adds the 2.
+template <int N>
+void halve(const unsigned char *src, int srcstride, unsigned char *dst, int w, int h, int stride) {
+    const int n = w * N;
+    for (int dy = 0; dy < h; ++dy) {
+        const unsigned char *A = src + static_cast<size_t>(srcstride) * (2 * dy);
+        const unsigned char *B = A + srcstride;
+        unsigned char *Dp = dst + static_cast<size_t>(stride) * dy;
+        int i = 0;
+        for (; i + 16 <= n; i += 16) {
+            const uint8x16x2_t a = split_pairs<N>(A + 2 * i);
+            const uint8x16x2_t b = split_pairs<N>(B + 2 * i);
+            const uint16x8_t lo = vaddq_u16(vaddl_u8(vget_low_u8(a.val[0]), vget_low_u8(a.val[1])),
+                                            vaddl_u8(vget_low_u8(b.val[0]), vget_low_u8(b.val[1])));
+            const uint16x8_t hi =
+                vaddq_u16(vaddl_high_u8(a.val[0], a.val[1]), vaddl_high_u8(b.val[0], b.val[1]));
+            vst1q_u8(Dp + i, vcombine_u8(vrshrn_n_u16(lo, 2), vrshrn_n_u16(hi, 2)));
+        }
+        halve_range<N>(A, B, i, n, Dp);
+    }
+}
+
 }  // namespace
 
 const Paths kPathsNeon = {
-    "neon", {row_c1, row_c2, row_c3, row_c4}, blend, {nullptr, nullptr, nullptr, nullptr}};
+    "neon", {row_c1, row_c2, row_c3, row_c4}, blend, {halve<1>, halve<2>, nullptr, halve<4>}};
 
 }  // namespace qevo_resize
