@@ -41,20 +41,52 @@ inline __m256i load8x32(const unsigned char *S, const int *o) {
 
 void row_c1(const unsigned char *S, int src_row_bytes, const int *xofs, const short *ialpha, int w,
             short *R) {
-    // Each gathered 32-bit word starts at the left pixel; bytes 0 and 1 are
-    // the pair, widened into one 16-bit lane each.
-    const int end = columns_in_bounds(xofs, w, src_row_bytes, 4);
+    // Sixteen output pixels per step. When the eight pixel pairs of each half
+    // lie within 16 source bytes (enlarging, or shrinking by less than about
+    // 1.8), one 16-byte load per half and a byte shuffle built from the
+    // offsets put each pair side by side. Otherwise each pair is loaded on its
+    // own as a 32-bit word whose bytes 0 and 1 are the pair.
+    const int end4 = columns_in_bounds(xofs, w, src_row_bytes, 4);
+    const int end16 = columns_in_bounds(xofs, w, src_row_bytes, 16);
     const __m256i m = _mm256_setr_epi8(0, -1, 1, -1, 4, -1, 5, -1, 8, -1, 9, -1, 12, -1, 13, -1, 0,
                                        -1, 1, -1, 4, -1, 5, -1, 8, -1, 9, -1, 12, -1, 13, -1);
+    const __m256i right_tap = _mm256_set1_epi16(0x0100);
+    const __m256i zero = _mm256_setzero_si256();
     int dx = 0;
-    for (; dx + 16 <= end; dx += 16) {
-        const __m256i g0 = load8x32(S, xofs + dx);
-        const __m256i g1 = load8x32(S, xofs + dx + 8);
-        const __m256i p0 = _mm256_srai_epi32(
-            _mm256_madd_epi16(_mm256_shuffle_epi8(g0, m), load256(ialpha + 2 * dx)), 4);
-        const __m256i p1 = _mm256_srai_epi32(
-            _mm256_madd_epi16(_mm256_shuffle_epi8(g1, m), load256(ialpha + 2 * dx + 16)), 4);
-        store256(R + dx, _mm256_permute4x64_epi64(_mm256_packs_epi32(p0, p1), 0xD8));
+    for (; dx + 16 <= end4; dx += 16) {
+        const int *o = xofs + dx;
+        const __m256i a0 = load256(ialpha + 2 * dx);       // pixels 0..7
+        const __m256i a1 = load256(ialpha + 2 * dx + 16);  // pixels 8..15
+        if (dx + 16 <= end16 && o[7] - o[0] <= 14 && o[15] - o[8] <= 14) {
+            const __m256i v = _mm256_inserti128_si256(
+                _mm256_castsi128_si256(
+                    _mm_loadu_si128(reinterpret_cast<const __m128i *>(S + o[0]))),
+                _mm_loadu_si128(reinterpret_cast<const __m128i *>(S + o[8])), 1);
+            // Offsets relative to each half's load, as 16-bit lanes in order,
+            // then byte pairs (offset, offset + 1).
+            const __m256i rel0 = _mm256_sub_epi32(load256(o), _mm256_set1_epi32(o[0]));
+            const __m256i rel1 = _mm256_sub_epi32(load256(o + 8), _mm256_set1_epi32(o[8]));
+            const __m256i rel = _mm256_permute4x64_epi64(_mm256_packs_epi32(rel0, rel1), 0xD8);
+            const __m256i mask =
+                _mm256_add_epi16(_mm256_add_epi16(rel, _mm256_slli_epi16(rel, 8)), right_tap);
+            const __m256i pairs = _mm256_shuffle_epi8(v, mask);
+            // lo: pixels 0..3 | 8..11, hi: pixels 4..7 | 12..15.
+            const __m256i lo =
+                _mm256_srai_epi32(_mm256_madd_epi16(_mm256_unpacklo_epi8(pairs, zero),
+                                                    _mm256_permute2x128_si256(a0, a1, 0x20)),
+                                  4);
+            const __m256i hi =
+                _mm256_srai_epi32(_mm256_madd_epi16(_mm256_unpackhi_epi8(pairs, zero),
+                                                    _mm256_permute2x128_si256(a0, a1, 0x31)),
+                                  4);
+            store256(R + dx, _mm256_packs_epi32(lo, hi));
+        } else {
+            const __m256i p0 =
+                _mm256_srai_epi32(_mm256_madd_epi16(_mm256_shuffle_epi8(load8x32(S, o), m), a0), 4);
+            const __m256i p1 = _mm256_srai_epi32(
+                _mm256_madd_epi16(_mm256_shuffle_epi8(load8x32(S, o + 8), m), a1), 4);
+            store256(R + dx, _mm256_permute4x64_epi64(_mm256_packs_epi32(p0, p1), 0xD8));
+        }
     }
     fill_row_range<1>(S, xofs, ialpha, dx, w, R);
 }
