@@ -85,7 +85,7 @@ inline void halve_range(const unsigned char *A, const unsigned char *B, int i0, 
 // decreases, so only a short run at the end of the row is excluded.
 inline int columns_in_bounds(const int *xofs, int w, int row_bytes, int load_bytes) {
     int k = w;
-    while (k > 0 && xofs[k - 1] + load_bytes > row_bytes) --k;
+    while (k > 0 && static_cast<long long>(xofs[k - 1]) + load_bytes > row_bytes) --k;
     return k;
 }
 
