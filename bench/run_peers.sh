@@ -14,7 +14,7 @@ cmake --build "$dir" -j "$(nproc 2>/dev/null || echo 2)" --target bench_peers
 
 load_before=$(cut -d' ' -f1-3 /proc/loadavg)
 out=$(mktemp)
-"$dir/bench/peers/bench_peers" --benchmark_min_time=0.5 "$@" | tee "$out"
+"$dir/bench/peers/bench_peers" --benchmark_min_time=0.3 --benchmark_repetitions=3 "$@" | tee "$out"
 load_after=$(cut -d' ' -f1-3 /proc/loadavg)
 
 cpu=$(grep -m1 'model name' /proc/cpuinfo | cut -d: -f2- | sed 's/^ *//')
@@ -25,7 +25,7 @@ cpu=$(grep -m1 'model name' /proc/cpuinfo | cut -d: -f2- | sed 's/^ *//')
   echo
   echo "- CPU: ${cpu:-unknown} ($(nproc) cores), $(uname -m)"
   echo "- Every case single-threaded (\`cv::setNumThreads(1)\`), same inputs for both sides."
-  echo "- Times are CPU time per call in microseconds (Google Benchmark mean), so that"
+  echo "- Times are CPU time per call in microseconds (median of 3 repetitions of Google Benchmark means), so that"
   echo "  other processes on the machine cost less accuracy than wall time would."
   echo "- Load average (1, 5, 15 min) before: $load_before; after: $load_after."
   echo "- Ratio = peer time / our time: above 1 means this library is faster."

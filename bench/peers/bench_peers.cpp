@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <libyuv/scale.h>
@@ -334,7 +335,8 @@ std::vector<Row> register_all() {
     return rows;
 }
 
-// Console output as usual, and the mean CPU time (microseconds) of every run kept.
+// Console output as usual, and the CPU time (microseconds) of every run kept;
+// with repetitions, the table shows the median of the repetitions.
 class Collector : public benchmark::ConsoleReporter {
   public:
     void ReportRuns(const std::vector<Run> &runs) override {
@@ -343,11 +345,21 @@ class Collector : public benchmark::ConsoleReporter {
             const double us = r.GetAdjustedCPUTime() *
                               benchmark::GetTimeUnitMultiplier(benchmark::kMicrosecond) /
                               benchmark::GetTimeUnitMultiplier(r.time_unit);
-            times[r.benchmark_name()] = us;
+            samples[r.run_name.function_name].push_back(us);
         }
         ConsoleReporter::ReportRuns(runs);
     }
-    std::map<std::string, double> times;
+    std::map<std::string, double> medians() const {
+        std::map<std::string, double> out;
+        for (const auto &kv : samples) {
+            std::vector<double> v = kv.second;
+            std::sort(v.begin(), v.end());
+            const size_t n = v.size();
+            out[kv.first] = n % 2 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
+        }
+        return out;
+    }
+    std::map<std::string, std::vector<double>> samples;
 };
 
 std::string fmt_us(const std::map<std::string, double> &t, const std::string &name) {
@@ -368,11 +380,12 @@ int main(int argc, char **argv) {
     benchmark::RunSpecifiedBenchmarks(&collector);
     std::fflush(stdout);
 
+    const std::map<std::string, double> times = collector.medians();
     std::printf(
         "\n| case | ours (us) | peer | peer (us) | ratio peer/ours | ours, scalar path (us) |\n");
     std::printf("|---|---:|---|---:|---:|---:|\n");
     for (const Row &r : rows) {
-        const auto &t = collector.times;
+        const auto &t = times;
         std::string ratio = "-";
         if (t.count(r.ours) && !r.peer.empty() && t.count(r.peer)) {
             char s[32];
