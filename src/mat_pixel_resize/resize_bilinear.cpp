@@ -63,6 +63,7 @@ const Paths kPathsScalar = {
     "scalar",
     {fill_row_scalar<1>, fill_row_scalar<2>, fill_row_scalar<3>, fill_row_scalar<4>},
     blend_rows_scalar,
+    {nullptr, nullptr, nullptr, nullptr},
     {nullptr, nullptr, nullptr, nullptr}};
 
 // True when output d reads samples 2d and 2d + 1 with the weights 1024, 1024.
@@ -126,6 +127,7 @@ void resize_bilinear(const unsigned char *src, int srcw, int srch, int srcstride
 
     const Paths &paths = choose_paths();
     const RowFn fill_row = paths.row[N - 1];
+    const TwoRowFn fill_two_rows = paths.two_rows[N - 1];
     const BlendFn blend_rows = paths.blend;
     const int row_bytes = static_cast<int>(row_src);
 
@@ -151,9 +153,14 @@ void resize_bilinear(const unsigned char *src, int srcw, int srch, int srcstride
             fill_row(src + static_cast<size_t>(srcstride) * (sy + 1), row_bytes, xofs, ialpha, w,
                      rows1);
         } else {
-            fill_row(src + static_cast<size_t>(srcstride) * sy, row_bytes, xofs, ialpha, w, rows0);
-            fill_row(src + static_cast<size_t>(srcstride) * (sy + 1), row_bytes, xofs, ialpha, w,
-                     rows1);
+            const unsigned char *S0 = src + static_cast<size_t>(srcstride) * sy;
+            const unsigned char *S1 = S0 + srcstride;
+            if (fill_two_rows != nullptr) {
+                fill_two_rows(S0, S1, row_bytes, xofs, ialpha, w, rows0, rows1);
+            } else {
+                fill_row(S0, row_bytes, xofs, ialpha, w, rows0);
+                fill_row(S1, row_bytes, xofs, ialpha, w, rows1);
+            }
         }
         prev_sy1 = sy;
         blend_rows(rows0, rows1, ibeta[2 * dy], ibeta[2 * dy + 1], n,

@@ -166,7 +166,10 @@ void halve(const unsigned char *src, int srcstride, unsigned char *dst, int w, i
 
 }  // namespace
 
-const Paths kPathsNeon = {
-    "neon", {row_c1, row_c2, row_c3, row_c4}, blend, {halve<1>, halve<2>, nullptr, halve<4>}};
+const Paths kPathsNeon = {"neon",
+                          {row_c1, row_c2, row_c3, row_c4},
+                          blend,
+                          {halve<1>, halve<2>, nullptr, halve<4>},
+                          {nullptr, nullptr, nullptr, nullptr}};
 
 }  // namespace qevo_resize

@@ -19,6 +19,10 @@ namespace qevo_resize {
 // paths use it to keep wide loads inside the row.
 using RowFn = void (*)(const unsigned char *S, int src_row_bytes, const int *xofs,
                        const short *ialpha, int w, short *R);
+// Fills two row buffers from two source rows in one pass over the tables
+// (R0 from S0, R1 from S1); the values are those of two RowFn calls.
+using TwoRowFn = void (*)(const unsigned char *S0, const unsigned char *S1, int src_row_bytes,
+                          const int *xofs, const short *ialpha, int w, short *R0, short *R1);
 // Blends two cached rows of n values into n output bytes.
 using BlendFn = void (*)(const short *rows0, const short *rows1, int b0, int b1, int n,
                          unsigned char *Dp);
@@ -35,7 +39,8 @@ struct Paths {
     const char *name;
     RowFn row[4];  // index N - 1
     BlendFn blend;
-    HalveFn halve[4];  // index N - 1; null where the row functions do the job
+    HalveFn halve[4];      // index N - 1; null where the row functions do the job
+    TwoRowFn two_rows[4];  // index N - 1; null: two RowFn calls
 };
 
 // Extra 16-bit values after each row buffer, so a vector store of the last
