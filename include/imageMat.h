@@ -251,14 +251,19 @@ class QEVO_API ImageMat {
     //   - the format is none of the above,
     //   - dstw or dsth is below 1, or the source is narrower or lower than
     //     2 pixels (the kernels need two taps each way),
-    //   - the new size exceeds INT_MAX bytes, or the allocation fails.
+    //   - the new size exceeds INT_MAX bytes, or the allocation fails,
+    //   - the image's own buffer (one it allocated or was built around) is
+    //     smaller than width x height x the format's channels.
     int resize(int dstw, int dsth);
 
     // A new, owning image holding the rectangle [x1, x2) x [y1, y2) clamped to
     // the image, with depth, layout, format, mode and timestamp of the source
     // (frameID and cfg 0). Prints "dst.data %p\n" twice with the new buffer's
     // address (plain printf). An empty or inverted rectangle, an image without
-    // pixels or a failed allocation give a default image and print nothing.
+    // pixels, a failed allocation, or an image whose own buffer is smaller
+    // than the frame its fields describe (for example an NV21 image built
+    // from fields with depth 1, which has no room for chroma) give a default
+    // image and print nothing.
     // Interleaved formats copy rows of depth x width bytes. NV12 and NV21 are
     // cropped plane by plane: the clamped rectangle is first snapped to the
     // 2 x 2 chroma grid (left and top edges down to even, width and height

@@ -232,6 +232,9 @@ int ImageMat::resize(int dstw, int dsth) {
             return 1;
     }
     if (dstw < 1 || dsth < 1 || width < 2 || height < 2) return 1;
+    // A buffer of known size that is too small for the format is not read.
+    const long long need = image_bytes(width, height, channels, false);
+    if (need < 0 || (data == sized_ && bytes_ < static_cast<size_t>(need))) return 1;
     const long long size = image_bytes(dstw, dsth, channels, false);
     if (size < 0) return 1;
     unsigned char *out = alloc_bytes(size);
@@ -274,6 +277,10 @@ ImageMat ImageMat::crop(int x1, int y1, int x2, int y2) {
         croph &= ~1LL;
     }
     if (cropw <= 0 || croph <= 0 || data == nullptr) return ImageMat();
+    // A buffer of known size must hold the whole frame the copy walks over
+    // (an NV21 image built from fields with depth 1 has no chroma plane).
+    const long long need = image_bytes(width, height, depth, semi);
+    if (need < 0 || (data == sized_ && bytes_ < static_cast<size_t>(need))) return ImageMat();
 
     const int w = static_cast<int>(cropw);
     const int h = static_cast<int>(croph);
