@@ -50,8 +50,9 @@ std::vector<int> ids(const std::vector<Box> &boxes) {
 // Random boxes with distinct scores and sides of 21 pixels or more (so that
 // every self-overlap exceeds the thresholds used); half on whole-pixel corners so
 // that exact ties between overlap and threshold come up.
-std::vector<Box> random_boxes(std::mt19937 &rng, int n, int classes) {
-    std::uniform_real_distribution<float> pos(0.0f, 300.0f), size(20.0f, 80.0f);
+std::vector<Box> random_boxes(std::mt19937 &rng, int n, int classes, float lo = 0.0f,
+                              float hi = 300.0f, float max_side = 80.0f) {
+    std::uniform_real_distribution<float> pos(lo, hi), size(20.0f, max_side);
     std::uniform_int_distribution<int> cls(0, classes - 1);
     std::vector<int> rank(n);
     for (int i = 0; i < n; ++i) rank[i] = i;
@@ -171,9 +172,16 @@ bool sorted_by_score(const std::vector<Box> &v, bool ascending) {
 
 TEST(SuppressionRandom, NmsMatchesReferenceForAllTypes) {
     std::mt19937 rng(1234);
-    const float thresholds[3][3] = {{0.5f, 30.0f, 400.0f}, {0.1f, 0.3f, 0.7f}, {0.2f, 0.5f, 0.9f}};
-    for (int round = 0; round < 12; ++round) {
-        const std::vector<Box> boxes = random_boxes(rng, 40 + round * 25, 1);
+    const float thresholds[3][4] = {
+        {-1.0f, 0.5f, 30.0f, 400.0f}, {-1.0f, 0.1f, 0.3f, 0.7f}, {-1.0f, 0.2f, 0.5f, 0.9f}};
+    for (int round = 0; round < 16; ++round) {
+        // Small sets, dense sets, sparse sets with negative corners, a few
+        // huge boxes, and corners too far out for any bucketing.
+        const std::vector<Box> boxes =
+            round < 4    ? random_boxes(rng, 10 + round * 10, 1)
+            : round < 10 ? random_boxes(rng, 100 + round * 30, 1)
+            : round < 14 ? random_boxes(rng, 300, 1, -5000.0f, 5000.0f, round % 2 ? 80.0f : 3000.0f)
+                         : random_boxes(rng, 200, 1, -3e6f, 3e6f, 1e6f);
         for (int type = 0; type < 3; ++type) {
             for (float thr : thresholds[type]) {
                 std::vector<Box> input = boxes, output = {make_box(0, 0, 1, 1, 9.0f)};
@@ -188,9 +196,11 @@ TEST(SuppressionRandom, NmsMatchesReferenceForAllTypes) {
 
 TEST(SuppressionRandom, Nms1AndNmsClsMatchReference) {
     std::mt19937 rng(99);
-    for (int round = 0; round < 12; ++round) {
-        const std::vector<Box> boxes = random_boxes(rng, 30 + round * 30, 4);
-        for (float thr : {0.0f, 0.25f, 0.45f, 0.8f}) {
+    for (int round = 0; round < 14; ++round) {
+        const std::vector<Box> boxes = round < 10
+                                           ? random_boxes(rng, 20 + round * 40, 4)
+                                           : random_boxes(rng, 400, 4, -900.0f, 900.0f, 600.0f);
+        for (float thr : {-1.0f, 0.0f, 0.25f, 0.45f, 0.8f}) {
             const Box sentinel = make_box(5, 5, 6, 6, 3.0f, 0, -1);
             std::vector<Box> input = boxes, output = {sentinel};
             KIVEX::nms1(input, output, thr, 7);
@@ -217,11 +227,12 @@ TEST(SuppressionRandom, Nms1AndNmsClsMatchReference) {
 
 TEST(SuppressionRandom, SegNmsMatchesReference) {
     std::mt19937 rng(7);
-    for (int round = 0; round < 12; ++round) {
-        std::vector<Box> boxes = random_boxes(rng, 30 + round * 30, 3);
+    for (int round = 0; round < 14; ++round) {
+        std::vector<Box> boxes = round < 10 ? random_boxes(rng, 20 + round * 40, 3)
+                                            : random_boxes(rng, 400, 2, -900.0f, 900.0f, 600.0f);
         // Distinct areas so that the order is fixed.
         for (size_t i = 0; i < boxes.size(); ++i) boxes[i].area = boxes[i].area + i * 1e-3f;
-        for (float thr : {0.05f, 0.3f, 0.6f, 1.0f}) {
+        for (float thr : {-0.5f, 0.05f, 0.3f, 0.6f, 1.0f}) {
             std::vector<Box> input = boxes, result = {make_box(0, 0, 1, 1, 1.0f)};
             KIVEX::seg_NMS(input, thr, result);
             EXPECT_TRUE(input.empty());
