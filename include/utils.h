@@ -69,13 +69,13 @@ extern "C" {
 // m_vx, m_vy) with every detection, appended to `ious` (not cleared), one
 // value per detection in list order. iouType <= 0: IoU; 1: GIoU; 2: DIoU;
 // >= 3: CIoU. Every division is guarded by eps = 1e-5 (boxes with inverted
-// corners are not). Always returns 0.
+// corners are not). Always returns 0; a null track appends nothing.
 QEVO_API int bboxes_iou(OBJTRACK *objtracker, std::vector<QEVO::objinfo> dets,
                         std::vector<float> &ious, int iouType);
 
 // Distance from the centre of the track's predicted box to every detection's
 // centre, appended to `distances` (not cleared). iouType is not used.
-// Always returns 0.
+// Always returns 0; a null track appends nothing.
 QEVO_API int bboxes_dists(OBJTRACK *objtracker, std::vector<QEVO::objinfo> dets,
                           std::vector<float> &distances, int iouType);
 

@@ -34,7 +34,13 @@ Best best_iou(const OBJTRACK &t, const std::vector<QEVO::objinfo> &dets) {
     const float y2 = t.last_y2 + t.m_vy;
     Best best{0, qevo_internal::kArgMaxStart};
     for (size_t i = 0; i < dets.size(); ++i) {
-        const float v = qevo_internal::box_overlap(x1, y1, x2, y2, dets[i], 0);
+        const QEVO::objinfo &d = dets[i];
+        // Without a positive intersection the IoU is 0, -0 or NaN, none of
+        // which can beat the positive start value: skip the division.
+        const float iw = qevo_internal::fmin_first(x2, d.x2) - qevo_internal::fmax_first(x1, d.x1);
+        const float ih = qevo_internal::fmin_first(y2, d.y2) - qevo_internal::fmax_first(y1, d.y1);
+        if (!(iw > 0.0f) || !(ih > 0.0f)) continue;
+        const float v = qevo_internal::box_overlap(x1, y1, x2, y2, d, 0);
         if (v > best.value) best = Best{static_cast<int>(i), v};
     }
     return best;

@@ -11,6 +11,7 @@ namespace KIVEX {
 
 int bboxes_iou(OBJTRACK *objtracker, std::vector<QEVO::objinfo> dets, std::vector<float> &ious,
                int iouType) {
+    if (objtracker == nullptr) return 0;
     const float x1 = objtracker->last_x1 + objtracker->m_vx;
     const float y1 = objtracker->last_y1 + objtracker->m_vy;
     const float x2 = objtracker->last_x2 + objtracker->m_vx;
@@ -34,6 +35,7 @@ std::vector<float> bboxes_iou(OBJTRACK objtracker, std::vector<QEVO::objinfo> de
 
 int bboxes_dists(OBJTRACK *objtracker, std::vector<QEVO::objinfo> dets,
                  std::vector<float> &distances, int /*iouType*/) {
+    if (objtracker == nullptr) return 0;
     const float objx1 = objtracker->last_x1 + objtracker->m_vx;
     const float objy1 = objtracker->last_y1 + objtracker->m_vy;
     const float objx2 = objtracker->last_x2 + objtracker->m_vx;

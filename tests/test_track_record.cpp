@@ -1,0 +1,248 @@
+// The track record: smoothing of the three observation forms, class votes,
+// histories, miss balance, read-back codes and copy/move ownership.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "objTracker.h"
+#include "support.h"
+
+namespace {
+
+QEVO::objinfo det(float x1, float y1, float x2, float y2, float score = 0.9f, int cls = 0) {
+    QEVO::objinfo d{};
+    d.x1 = x1;
+    d.y1 = y1;
+    d.x2 = x2;
+    d.y2 = y2;
+    d.score = score;
+    d.classNum = cls;
+    return d;
+}
+
+void expect_box(const OBJTRACK &t, float x1, float y1, float x2, float y2) {
+    EXPECT_FLOAT_EQ(x1, t._x1);
+    EXPECT_FLOAT_EQ(y1, t._y1);
+    EXPECT_FLOAT_EQ(x2, t._x2);
+    EXPECT_FLOAT_EQ(y2, t._y2);
+}
+
+void expect_last(const OBJTRACK &t, float x1, float y1, float x2, float y2) {
+    EXPECT_FLOAT_EQ(x1, t.last_x1);
+    EXPECT_FLOAT_EQ(y1, t.last_y1);
+    EXPECT_FLOAT_EQ(x2, t.last_x2);
+    EXPECT_FLOAT_EQ(y2, t.last_y2);
+}
+
+}  // namespace
+
+TEST(TrackRecord, VelocityExampleInAllThreeForms) {
+    OBJTRACK byDet(det(0, 0, 10, 10), 9, 10);
+    byDet.add(det(2, 0, 12, 10));
+    EXPECT_FLOAT_EQ(2.0f, byDet.m_vx);
+    EXPECT_FLOAT_EQ(0.0f, byDet.m_vy);
+    expect_box(byDet, 3, 0, 13, 10);
+    expect_last(byDet, 2, 0, 12, 10);
+
+    OBJTRACK byFloat(0, 0, 10, 10, 0, 0.9f, 9, 10);
+    byFloat.add(2, 12, 0, 10, 0.9f, 0);  // x1, x2, y1, y2
+    EXPECT_FLOAT_EQ(2.0f, byFloat.m_vx);
+    expect_box(byFloat, 2, 0, 12, 10);
+    expect_last(byFloat, 0, 0, 10, 10);
+
+    QEVO::ImgMat noPatch;
+    OBJTRACK byImage(det(0, 0, 10, 10), noPatch, 5, 10, nullptr);
+    byImage.add(det(2, 0, 12, 10), noPatch, nullptr);
+    EXPECT_FLOAT_EQ(2.0f, byImage.m_vx);
+    expect_box(byImage, 2, 0, 12, 10);
+    expect_last(byImage, 2, 0, 12, 10);
+    EXPECT_TRUE(byImage.m_org_fAZ_PTs.empty());  // no frame record given
+}
+
+TEST(TrackRecord, MissKeepsLastBoxSoVelocitySpansTheGap) {
+    OBJTRACK t(det(0, 0, 10, 10, 0.8f), 9, 10);
+    t.add(det(0, 0, 0, 0, 0, -1));
+    expect_box(t, 0, 0, 0, 0);
+    EXPECT_EQ(1, t.m_delable);
+    EXPECT_FLOAT_EQ(0.4f, t._score);
+    t.add(det(6, 0, 16, 10));  // 6 px in two frames, against the last box before the miss
+    EXPECT_FLOAT_EQ(6.0f, t.m_vx);
+    expect_last(t, 0, 0, 10, 10);  // not replaced right after a miss
+    expect_box(t, 6, 0, 16, 10);   // x: (6 + 0 + 6) / 2, (16 + 10 + 6) / 2; y: no motion
+    EXPECT_EQ(0, t.m_delable);
+    // A bottom edge of exactly 0 is a miss whatever the other corners are.
+    t.add(det(5, -10, 7, 0));
+    expect_box(t, 5, -10, 7, 0);
+    EXPECT_EQ(1, t.m_delable);
+}
+
+TEST(TrackRecord, ClassVotes) {
+    OBJTRACK t(det(0, 0, 10, 10, 0.9f, 3), 9, 10);
+    EXPECT_EQ(3, t._cls);
+    t.add(det(0, 0, 10, 10, 0.9f, 1));  // construction class is not a vote
+    EXPECT_EQ(1, t._cls);
+    t.add(det(0, 0, 10, 10, 0.9f, 4));  // tie 1:1 -> lower index
+    EXPECT_EQ(1, t._cls);
+    t.add(det(0, 0, 10, 10, 0.9f, 4));
+    EXPECT_EQ(4, t._cls);
+    t.add(det(0, 0, 10, 10, 0.9f, -1));  // no vote
+    t.add(det(0, 0, 10, 10, 0.9f, 9));   // beyond the table: no vote, no write
+    t.add(det(0, 0, 10, 10, 0.9f, 1 << 30));
+    EXPECT_EQ(4, t._cls);
+    ASSERT_EQ(9u, t.clsCount.size());
+    EXPECT_EQ((std::vector<int>{0, 1, 0, 0, 2, 0, 0, 0, 0}), t.clsCount);
+    t.add(1, 2, 1, 2, 0.5f, 1);  // float form votes too
+    t.add(1, 2, 1, 2, 0.5f, 1);
+    EXPECT_EQ(1, t._cls);
+
+    OBJTRACK img(det(0, 0, 10, 10, 0.9f, 2), QEVO::ImgMat(), 5, 10, nullptr);
+    img.add(det(0, 0, 10, 10, 0.9f, 4), QEVO::ImgMat(), nullptr);
+    EXPECT_EQ(2, img._cls);  // the image form casts no vote
+}
+
+TEST(TrackRecord, FullnessStalenessAndReadBack) {
+    OBJTRACK t(det(10, 20, 30, 60, 1.0f, 2), 9, 10);
+    t._trackID = 17;
+    QEVO::objinfo out = det(-1, -1, -1, -1);
+    out.ID = 55;
+    out.area = 7.0f;
+    for (int step = 1; step <= 9; ++step) {
+        EXPECT_EQ(2, t.toObjInfo(out)) << "step " << step;
+        EXPECT_FLOAT_EQ(-1.0f, out.x1);
+        if (step % 2) {
+            t.add(0, 0, 0, 0, 0, -1);
+        } else {
+            t.add(10, 30, 20, 60, 1.0f, 2);
+        }
+    }
+    // Construction + 9 steps: full, 5 misses and 4 hits -> balance 1.
+    EXPECT_EQ(10, t._length);
+    EXPECT_EQ(1, t.m_delable);
+    EXPECT_EQ(0, t.toObjInfo(out));  // last step was a miss: predicted box
+    EXPECT_FLOAT_EQ(t.last_x1 + t.m_vx, out.x1);
+    EXPECT_FLOAT_EQ(t.last_y2 + t.m_vy, out.y2);
+    EXPECT_EQ(2, out.classNum);
+    EXPECT_EQ(17, out.trackID);
+    EXPECT_EQ(55, out.ID);
+    EXPECT_EQ(7.0f, out.area);
+    // Scores: 5 ones and 5 zeros remain in the history.
+    EXPECT_FLOAT_EQ(0.5f, out.score);
+    // Only the hits count towards the mean height.
+    EXPECT_FLOAT_EQ(40.0f, t._ymean);
+
+    for (int i = 0; i < 20; ++i) t.add(10, 30, 20, 60, 1.0f, 2);
+    EXPECT_EQ(0, t.m_delable);  // never below 0
+    EXPECT_EQ(10, t._length);
+    EXPECT_EQ(0, t.toObjInfo(out));
+    EXPECT_FLOAT_EQ(t._x1, out.x1);
+    for (int i = 0; i < 5; ++i) t.add(0, 0, 0, 0, 0, -1);
+    EXPECT_EQ(0, t.toObjInfo(out));
+    t.add(0, 0, 0, 0, 0, -1);
+    EXPECT_EQ(6, t.m_delable);
+    out.x1 = -3;
+    std::string printed = qevo_test::capture_stdout([&] { EXPECT_EQ(1, t.toObjInfo(out)); });
+    EXPECT_EQ("", printed);
+    printed = qevo_test::capture_stdout([&] { EXPECT_EQ(1, t.toObjInfo_predict(out)); });
+    EXPECT_EQ("toObjInfo_predict: obj is full && delable, still kept in last_targets error\n",
+              printed);
+    EXPECT_FLOAT_EQ(-3.0f, out.x1);
+    for (int i = 0; i < 4; ++i) t.add(0, 0, 0, 0, 0, -1);
+    // Ten misses in a row: the mean is taken before the trim, over the eleven
+    // entries that still include the last hit.
+    EXPECT_FLOAT_EQ(40.0f, t._ymean);
+    t.add(0, 0, 0, 0, 0, -1);
+    EXPECT_FLOAT_EQ(0.0f, t._ymean);  // only empty entries left
+}
+
+TEST(TrackRecord, FloatFormOrderAndScoreMean) {
+    OBJTRACK t(det(10, 20, 30, 60, 0.8f), 9, 3);
+    t.add(10, 30, 20, 60, 0.2f, 0);
+    EXPECT_FLOAT_EQ(40.0f, t._ymean);  // centre (20, 40) twice
+    expect_box(t, 10, 20, 30, 60);
+    EXPECT_FLOAT_EQ(0.5f, t._score);
+    t.add(10, 30, 20, 60, 0.5f, 0);
+    t.add(10, 30, 20, 60, 0.5f, 0);  // the 0.8 falls out of a 3-entry history
+    EXPECT_EQ(3, t._length);
+    EXPECT_FLOAT_EQ(0.4f, t._score);
+}
+
+TEST(TrackRecord, DefaultTrackIsFullAtOnceAndKeepsNothing) {
+    OBJTRACK t;
+    EXPECT_TRUE(t.isFull());
+    EXPECT_EQ(-1, t._cls);
+    EXPECT_EQ(-1, t._trackID);
+    EXPECT_EQ(nullptr, t.m_imgBuffer);
+    t.add(1, 3, 1, 3, 0.5f, 0);  // class 0 with no vote table: nothing written
+    EXPECT_EQ(0, t._length);
+    EXPECT_TRUE(t.scores.empty());
+    EXPECT_TRUE(std::isnan(t._score));
+    EXPECT_EQ(-1, t._cls);
+}
+
+TEST(TrackRecord, ServoHistoryTrimmedOnlyWhenLonger) {
+    QEVO::SyncInfos sync{};
+    sync.fAz = 12.5f;
+    sync.fPt = -3.0f;
+    QEVO::ImgMat frame;
+    frame.cfg = reinterpret_cast<long long>(&sync);
+    OBJTRACK t(det(0, 0, 10, 10), QEVO::ImgMat(), 5, 4, &frame);
+    ASSERT_EQ(1u, t.m_org_fAZ_PTs.size());
+    EXPECT_EQ(12.5f, t.m_org_fAZ_PTs[0].first);
+    EXPECT_EQ(-3.0f, t.m_org_fAZ_PTs[0].second);
+    t.add(det(0, 0, 0, 0), QEVO::ImgMat(), &frame);  // misses record angles too
+    sync.fAz = 20.0f;
+    t.add(0, 0, 0, 0, 0, -1);  // float form: no angles
+    t.add(0, 0, 0, 0, 0, -1);
+    t.add(0, 0, 0, 0, 0, -1);
+    EXPECT_EQ(4, t._length);
+    EXPECT_EQ(2u, t.m_org_fAZ_PTs.size());
+    for (int i = 0; i < 3; ++i) t.add(det(0, 0, 10, 10), QEVO::ImgMat(), &frame);
+    ASSERT_EQ(4u, t.m_org_fAZ_PTs.size());  // 5 entries cut to the newest 4
+    EXPECT_EQ(12.5f, t.m_org_fAZ_PTs[0].first);
+    EXPECT_EQ(20.0f, t.m_org_fAZ_PTs[3].first);
+    t.add(det(0, 0, 10, 10), QEVO::ImgMat(), nullptr);  // no frame: nothing added
+    frame.cfg = 0;
+    t.add(det(0, 0, 10, 10), QEVO::ImgMat(), &frame);
+    EXPECT_EQ(4u, t.m_org_fAZ_PTs.size());
+}
+
+TEST(TrackRecord, CopiesAreIndependentAndOwnTheirMosaic) {
+    std::vector<unsigned char> patch(64 * 96, 7);
+    QEVO::ImgMat block;
+    block.data = patch.data();
+    block.width = 64;
+    block.height = 64;
+    block.inlayout = QEVO::NV12;
+    OBJTRACK *src = new OBJTRACK(det(0, 0, 10, 10), block, 5, 10, nullptr);
+    ASSERT_NE(nullptr, src->m_imgBuffer);
+
+    OBJTRACK copy(*src);
+    ASSERT_NE(nullptr, copy.m_imgBuffer);
+    EXPECT_NE(src->m_imgBuffer, copy.m_imgBuffer);
+    EXPECT_EQ(0, std::memcmp(src->m_imgBuffer, copy.m_imgBuffer, 256 * 256 * 3 / 2));
+    src->add(det(1, 1, 11, 11));
+    EXPECT_EQ(2u, src->scores.size());
+    EXPECT_EQ(1u, copy.scores.size());
+
+    OBJTRACK assigned;
+    assigned = *src;
+    assigned = assigned;  // self-assignment keeps the block
+    ASSERT_NE(nullptr, assigned.m_imgBuffer);
+    delete src;  // the copies stay valid
+    EXPECT_EQ(7, copy.m_imgBuffer[0]);
+    EXPECT_EQ(7, assigned.m_imgBuffer[64 * 256 * 0 + 63]);
+
+    OBJTRACK moved(std::move(copy));
+    EXPECT_EQ(nullptr, copy.m_imgBuffer);        // NOLINT: moved-from owns nothing
+    EXPECT_EQ(7, moved.m_imgBuffer[256 * 256]);  // chroma of tile 0
+    OBJTRACK target;
+    target = std::move(moved);
+    EXPECT_EQ(nullptr, moved.m_imgBuffer);  // NOLINT
+    EXPECT_NE(nullptr, target.m_imgBuffer);
+    std::vector<OBJTRACK> many(3, target);  // each element its own block
+    many.erase(many.begin());
+    EXPECT_NE(many[0].m_imgBuffer, many[1].m_imgBuffer);
+}

@@ -1,0 +1,390 @@
+// Frame-to-frame association in its three overloads: identifiers, greedy
+// matching, deletion timing, and the printed lines.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "objTracker.h"
+#include "support.h"
+
+namespace {
+
+using Tracks = std::vector<OBJTRACK>;
+using Shared = std::vector<std::shared_ptr<OBJTRACK> >;
+
+QEVO::objinfo det(float x1, float y1, float x2, float y2, int cls = 0, float score = 0.9f) {
+    QEVO::objinfo d{};
+    d.x1 = x1;
+    d.y1 = y1;
+    d.x2 = x2;
+    d.y2 = y2;
+    d.score = score;
+    d.classNum = cls;
+    return d;
+}
+
+// ---- the multi-frame scenario --------------------------------------------
+// A moves right and B moves left through each other (B 10 px lower); C stands
+// still, vanishes in frames 12-14, comes back, and vanishes for good at 30;
+// D is seen only in frames 20-22; frame 40 has no detections at all.
+struct Object {
+    char name;
+    float x, y;
+};
+
+std::vector<Object> scene(int f) {
+    std::vector<Object> v;
+    if (f == 40) return v;
+    v.push_back({'A', 2.0f * f, 100});
+    v.push_back({'B', 100 - 2.0f * f, 110});
+    if (f < 12 || (f >= 15 && f < 30)) v.push_back({'C', 200, 0});
+    if (f >= 20 && f <= 22) v.push_back({'D', 300, 300});
+    return v;
+}
+
+std::vector<QEVO::objinfo> scene_dets(const std::vector<Object> &objs) {
+    std::vector<QEVO::objinfo> d;
+    for (const Object &o : objs) d.push_back(det(o.x, o.y, o.x + 20, o.y + 20, o.name - 'A'));
+    return d;
+}
+
+// Expected identifiers in list order after frame f, given D's identifier.
+std::vector<int> expected_ids(int f, int idD) {
+    if (f < 20) return {0, 1, 2};
+    if (f < 29) return {0, 1, 2, idD};  // D young until its ninth step, frame 29
+    if (f < 35) return {0, 1, 2};       // C deleted at its sixth miss in a row
+    return {0, 1};
+}
+
+// Runs the scenario; `step` performs one frame and returns the tracks.
+void run_scenario(
+    int idD,
+    const std::function<std::vector<const OBJTRACK *>(const std::vector<QEVO::objinfo> &)> &step) {
+    std::map<int, char> who = {{0, 'A'}, {1, 'B'}, {2, 'C'}, {idD, 'D'}};
+    for (int f = 0; f < 45; ++f) {
+        const std::vector<Object> objs = scene(f);
+        const std::vector<const OBJTRACK *> tracks = step(scene_dets(objs));
+        std::vector<int> ids;
+        for (const OBJTRACK *t : tracks) ids.push_back(t->_trackID);
+        ASSERT_EQ(expected_ids(f, idD), ids) << "frame " << f;
+        for (const OBJTRACK *t : tracks) {
+            const Object *seen = nullptr;
+            for (const Object &o : objs)
+                if (o.name == who[t->_trackID]) seen = &o;
+            if (seen == nullptr) {
+                EXPECT_EQ(0.0f, t->_x2) << "frame " << f << " id " << t->_trackID;
+            } else {
+                EXPECT_NEAR(seen->x, t->_x1, 4.0f) << "frame " << f << " id " << t->_trackID;
+                EXPECT_NEAR(seen->y, t->_y1, 4.0f) << "frame " << f << " id " << t->_trackID;
+            }
+        }
+    }
+}
+
+std::vector<const OBJTRACK *> pointers(const Tracks &v) {
+    std::vector<const OBJTRACK *> out;
+    for (const OBJTRACK &t : v) out.push_back(&t);
+    return out;
+}
+
+// A full track (history 10, class table 9) sitting on `box`, matched every
+// frame, with the given identifier.
+OBJTRACK settled(QEVO::objinfo box, int id) {
+    OBJTRACK t(box, 9, 10);
+    for (int i = 0; i < 9; ++i) t.add(box);
+    t._trackID = id;
+    return t;
+}
+
+}  // namespace
+
+TEST(UpdateObjtracker, ScenarioInPlace) {
+    Tracks tracks;
+    run_scenario(6, [&](const std::vector<QEVO::objinfo> &d) {
+        qevo_test::capture_stdout([&] { EXPECT_EQ(0, update_objtracker(d, tracks, 0.3f)); });
+        return pointers(tracks);
+    });
+}
+
+TEST(UpdateObjtracker, ScenarioCopying) {
+    Tracks current;
+    run_scenario(6, [&](const std::vector<QEVO::objinfo> &d) {
+        Tracks next;
+        EXPECT_EQ(0, update_objtracker(d, current, next, 0.3f));
+        current = std::move(next);
+        return pointers(current);
+    });
+}
+
+TEST(UpdateObjtracker, ScenarioSharedPointer) {
+    Shared current;
+    std::map<int, const OBJTRACK *> identity;  // a track stays the same object
+    QEVO::SyncInfos sync{};
+    QEVO::ImgMat frame;
+    frame.cfg = reinterpret_cast<long long>(&sync);
+    int f = 0;
+    run_scenario(3, [&](const std::vector<QEVO::objinfo> &d) {
+        sync.fAz = static_cast<float>(f++);
+        Shared next;
+        std::vector<QEVO::ImgMat> patches(d.size());  // no pixel data
+        EXPECT_EQ(0, update_objtracker(d, current, next, patches, 0.5f, &frame));
+        current = next;
+        std::vector<const OBJTRACK *> out;
+        for (const auto &p : current) {
+            auto it = identity.emplace(p->_trackID, p.get()).first;
+            EXPECT_EQ(it->second, p.get());
+            out.push_back(p.get());
+        }
+        return out;
+    });
+    // A and B were seen in every frame but 40; the servo history holds the
+    // azimuths of the last ten image observations.
+    ASSERT_EQ(2u, current.size());
+    ASSERT_EQ(10u, current[0]->m_org_fAZ_PTs.size());
+    EXPECT_EQ(34.0f, current[0]->m_org_fAZ_PTs.front().first);  // 34-39, 41-44
+    EXPECT_EQ(44.0f, current[0]->m_org_fAZ_PTs.back().first);
+    EXPECT_EQ(0, current[0]->_cls);  // construction class, never voted
+    EXPECT_EQ(1, current[1]->_cls);
+}
+
+TEST(UpdateObjtracker, NewIdentifiersAboveLargestOldOne) {
+    // Tracks with identifiers 3 and 7; the one with 7 matches detection 1.
+    const QEVO::objinfo far = det(500, 500, 520, 520);
+    const std::vector<QEVO::objinfo> dets = {det(0, 0, 10, 10), det(100, 0, 120, 20),
+                                             det(300, 0, 310, 10)};
+    Tracks inplace = {settled(far, 3), settled(dets[1], 7)};
+    qevo_test::capture_stdout([&] { update_objtracker(dets, inplace, 0.3f); });
+    std::vector<int> ids;
+    for (const OBJTRACK &t : inplace) ids.push_back(t._trackID);
+    EXPECT_EQ((std::vector<int>{3, 7, 8, 10}), ids);
+
+    Tracks copied;
+    update_objtracker(dets, {settled(far, 3), settled(dets[1], 7)}, copied, 0.3f);
+    ids.clear();
+    for (const OBJTRACK &t : copied) ids.push_back(t._trackID);
+    EXPECT_EQ((std::vector<int>{3, 7, 8, 10}), ids);
+    EXPECT_FLOAT_EQ(0.0f, copied[2]._x1);  // new tracks sit on their detections
+    EXPECT_FLOAT_EQ(310.0f, copied[3]._x2);
+
+    Shared shared = {std::make_shared<OBJTRACK>(settled(far, 3)),
+                     std::make_shared<OBJTRACK>(settled(dets[1], 7))};
+    Shared out;
+    update_objtracker(dets, shared, out, std::vector<QEVO::ImgMat>(3), 0.5f, nullptr);
+    ids.clear();
+    for (const auto &t : out) ids.push_back(t->_trackID);
+    EXPECT_EQ((std::vector<int>{3, 7, 8, 9}), ids);
+    EXPECT_EQ(shared[0].get(), out[0].get());
+}
+
+TEST(UpdateObjtracker, FirstFrameAndEmptyFrames) {
+    Tracks tracks;
+    qevo_test::capture_stdout([&] {
+        EXPECT_EQ(0, update_objtracker({}, tracks, 0.3f));
+        EXPECT_TRUE(tracks.empty());
+        update_objtracker({det(1, 2, 3, 4, 1), det(5, 6, 7, 8, 2)}, tracks, 0.3f);
+    });
+    ASSERT_EQ(2u, tracks.size());
+    EXPECT_EQ(0, tracks[0]._trackID);
+    EXPECT_EQ(1, tracks[1]._trackID);
+    EXPECT_FLOAT_EQ(5.0f, tracks[1]._x1);
+    EXPECT_FLOAT_EQ(8.0f, tracks[1]._y2);
+    EXPECT_EQ(2, tracks[1]._cls);
+
+    // Frames without detections never delete, however stale a track gets.
+    Tracks old = {settled(det(0, 0, 10, 10), 4)};
+    for (int i = 0; i < 12; ++i) {
+        Tracks next;
+        update_objtracker({}, old, next, 0.3f);
+        old = next;
+    }
+    ASSERT_EQ(1u, old.size());
+    EXPECT_EQ(12, old[0].m_delable);
+    // The first frame with detections then deletes it if it is not matched.
+    Tracks next;
+    update_objtracker({det(400, 400, 410, 410)}, old, next, 0.3f);
+    ASSERT_EQ(1u, next.size());
+    EXPECT_EQ(5, next[0]._trackID);
+}
+
+TEST(UpdateObjtracker, GreedyOrderAndThresholds) {
+    // Both tracks prefer detection 0; the second could use detection 1 but
+    // never looks at it.
+    const QEVO::objinfo a = det(0, 0, 20, 20);
+    const QEVO::objinfo b = det(2, 0, 22, 20);
+    const QEVO::objinfo c = det(6, 0, 26, 20);
+    Tracks old = {settled(a, 0), settled(b, 1)};
+    Tracks out;
+    update_objtracker({a, c}, old, out, 0.3f);
+    ASSERT_EQ(3u, out.size());
+    EXPECT_NE(0.0f, out[0]._x2);
+    EXPECT_EQ(0.0f, out[1]._x2);
+    EXPECT_EQ(1, out[1].m_delable);
+    EXPECT_EQ(3, out[2]._trackID);  // detection 1 becomes a new track: 1 + 1 + 1
+
+    // Threshold 0: a track overlapping nothing still takes a free detection 0.
+    out.clear();
+    update_objtracker({det(300, 300, 310, 310)}, {settled(a, 0)}, out, 0.0f);
+    ASSERT_EQ(1u, out.size());
+    EXPECT_FLOAT_EQ(300.0f, out[0].last_x1);
+    // Threshold 1: nothing ever matches, even an identical box.
+    out.clear();
+    update_objtracker({a}, {settled(a, 0)}, out, 1.0f);
+    ASSERT_EQ(2u, out.size());
+    EXPECT_EQ(0.0f, out[0]._x2);
+
+    // Shared pointers: distance at most matchThr x sqrt(last box area).
+    Shared s = {std::make_shared<OBJTRACK>(settled(a, 0))};  // centre (10, 10), side 20
+    Shared so;
+    update_objtracker({det(10, 0, 30, 20)}, s, so, {}, 0.5f, nullptr);  // 10 px: accepted
+    EXPECT_EQ(1u, so.size());
+    EXPECT_NE(0.0f, s[0]->_x2);
+    s = {std::make_shared<OBJTRACK>(settled(a, 0))};
+    so.clear();
+    update_objtracker({det(11, 0, 31, 20)}, s, so, {}, 0.5f, nullptr);  // 11 px: refused
+    EXPECT_EQ(2u, so.size());
+    EXPECT_EQ(0.0f, s[0]->_x2);
+    // Crossed corners: negative area, the NaN comparison accepts any distance.
+    OBJTRACK crossed = settled(a, 0);
+    crossed.last_x1 = 20;
+    crossed.last_x2 = 0;
+    s = {std::make_shared<OBJTRACK>(crossed)};
+    so.clear();
+    update_objtracker({det(900, 900, 920, 920)}, s, so, {}, 0.5f, nullptr);
+    EXPECT_EQ(1u, so.size());
+}
+
+TEST(UpdateObjtracker, DeletionOfFullTracksOnly) {
+    const QEVO::objinfo a = det(0, 0, 20, 20);
+    const QEVO::objinfo b = det(100, 0, 120, 20);
+    const QEVO::objinfo c = det(200, 0, 220, 20);
+    const QEVO::objinfo elsewhere = det(600, 600, 620, 620);
+
+    // m_delable 5 on a full track + one miss -> 6 > 10 / 2: deleted.
+    OBJTRACK stale = settled(b, 1);
+    stale.m_delable = 5;
+    OBJTRACK young(b, 9, 10);  // never deleted, however many misses
+    young.m_delable = 50;
+    young._trackID = 9;
+    Tracks inplace = {settled(a, 0), stale, settled(c, 2), young};
+    const std::string printed = qevo_test::capture_stdout([&] {
+        update_objtracker({a, c, elsewhere}, inplace, 0.3f);
+    });
+    ASSERT_EQ(4u, inplace.size());
+    EXPECT_EQ(0, inplace[0]._trackID);
+    EXPECT_EQ(2, inplace[1]._trackID);
+    EXPECT_NE(0.0f, inplace[1]._x2);  // the track after the deleted one was still matched
+    EXPECT_EQ(9, inplace[2]._trackID);
+    EXPECT_EQ(12, inplace[3]._trackID);  // 9 + 1 + position 2
+    EXPECT_NE(std::string::npos, printed.find("delete one objtracker, 3 left\n"));
+
+    Tracks copied;
+    OBJTRACK kept = settled(b, 1);
+    kept.m_delable = 4;
+    update_objtracker({a, c}, {settled(a, 0), stale, kept}, copied, 0.3f);
+    ASSERT_EQ(3u, copied.size());
+    EXPECT_EQ(1, copied[1]._trackID);  // 4 + 1 = 5 is not above 5: kept
+    EXPECT_EQ(5, copied[1].m_delable);
+    EXPECT_EQ(3, copied[2]._trackID);
+
+    Shared shared = {std::make_shared<OBJTRACK>(stale)};
+    Shared out;
+    update_objtracker({a}, shared, out, {}, 0.5f, nullptr);
+    ASSERT_EQ(1u, out.size());
+    EXPECT_EQ(2, out[0]->_trackID);
+}
+
+TEST(UpdateObjtracker, InPlaceProgressLines) {
+    Tracks tracks;
+    const QEVO::objinfo a = det(0, 0, 20, 20);
+    const QEVO::objinfo b = det(50, 0, 70, 20);
+    EXPECT_EQ("in update objtracker\nno dets , all obj add 000\ndets 0, objtrackers 0\n",
+              qevo_test::capture_stdout([&] { update_objtracker({}, tracks, 0.3f); }));
+    EXPECT_EQ("in update objtracker\ninitial objtrakcers\ndets 1, objtrackers 1, \n",
+              qevo_test::capture_stdout([&] { update_objtracker({a}, tracks, 0.3f); }));
+    EXPECT_EQ(
+        "in update objtracker\n"
+        "find_argmax after, ious size=2\nadd match\nloop\n"
+        "out loop\nadd new target\nadd new target\nnew\nadded new\n"
+        "dets 2, oldtracker 2\ngo return\n",
+        qevo_test::capture_stdout([&] {
+            update_objtracker({a, b}, tracks, 0.3f);
+        }));
+    EXPECT_EQ(
+        "in update objtracker\n"
+        "find_argmax after, ious size=1\nadd 000 else\nloop\n"
+        "find_argmax after, ious size=1\nadd match\nloop\n"
+        "out loop\nadd new target\ndets 1, oldtracker 2\ngo return\n",
+        qevo_test::capture_stdout([&] { update_objtracker({b}, tracks, 0.3f); }));
+}
+
+TEST(UpdateObjtracker, GatedTracesOfTheCopyingForm) {
+    qevo_test::ScratchDir dir;
+    const QEVO::objinfo a = det(0, 0, 20, 20);
+    Tracks first, second;
+    EXPECT_EQ("", qevo_test::capture_stdout([&] { update_objtracker({a}, {}, first, 0.3f); }));
+    qevo_test::set_marker("./AI_DEBUG", true);
+    const std::string out = qevo_test::capture_stdout([&] {
+        update_objtracker({a, det(50, 0, 70, 20)}, first, second, 0.3f);
+    });
+    qevo_test::set_marker("./AI_DEBUG", false);
+    // Keep the message texts, dropping the "\n[DEBUG:file:line->function] " prefixes.
+    std::string texts;
+    for (size_t pos = 0; (pos = out.find("[DEBUG:", pos)) != std::string::npos;) {
+        const size_t end = out.find("] ", pos);
+        ASSERT_NE(std::string::npos, end);
+        EXPECT_NE(std::string::npos, out.substr(pos, end - pos).find("->update_objtracker"));
+        const size_t next = out.find("\n[DEBUG:", end);
+        texts += out.substr(end + 2, (next == std::string::npos ? out.size() : next) - end - 2);
+        texts += "|";
+        pos = end;
+    }
+    EXPECT_EQ(
+        "in update objtracker\n|"
+        "0/1, 0.0000/0.0000/20.0000/20.0000/0.9000\n|add match\n|loop\n|"
+        "out loop\n|add new target\n|add new target\n|added new\n|"
+        "dets 2, oldtracker 1, newtracker 2\n|",
+        texts);
+}
+
+TEST(UpdateObjtracker, SharedPointerTracksKeepPatchesAndAngles) {
+    std::vector<unsigned char> p1(16 * 24, 1), p2(16 * 24, 2);
+    QEVO::ImgMat patch;
+    patch.width = 16;
+    patch.height = 16;
+    patch.inlayout = QEVO::NV12;
+    QEVO::SyncInfos sync{};
+    sync.fAz = 30.0f;
+    sync.fPt = -5.0f;
+    QEVO::ImgMat frame;
+    frame.cfg = reinterpret_cast<long long>(&sync);
+
+    const QEVO::objinfo a = det(0, 0, 20, 20);
+    Shared first;
+    patch.data = p1.data();
+    update_objtracker({a}, {}, first, {patch}, 0.5f, &frame);
+    ASSERT_EQ(1u, first.size());
+    ASSERT_NE(nullptr, first[0]->m_imgBuffer);
+    EXPECT_EQ(1, first[0]->m_imgBuffer[0]);
+
+    sync.fAz = 31.0f;
+    patch.data = p2.data();
+    Shared second;
+    update_objtracker({a, det(200, 0, 220, 20)}, first, second, {patch}, 0.5f, &frame);
+    ASSERT_EQ(2u, second.size());
+    EXPECT_EQ(first[0].get(), second[0].get());
+    EXPECT_EQ(1, second[0]->_nExistCnt);
+    EXPECT_EQ(2, second[0]->m_imgBuffer[0]);   // first hit overwrote tile 0
+    EXPECT_EQ(0, second[0]->m_imgBuffer[16]);  // tile 1 untouched
+    ASSERT_EQ(2u, second[0]->m_org_fAZ_PTs.size());
+    EXPECT_EQ(31.0f, second[0]->m_org_fAZ_PTs[1].first);
+    EXPECT_EQ(-5.0f, second[0]->m_org_fAZ_PTs[1].second);
+    // The second detection had no patch: its track has a mosaic with nothing in it.
+    ASSERT_NE(nullptr, second[1]->m_imgBuffer);
+    EXPECT_EQ(0, second[1]->m_imgBuffer[0]);
+    EXPECT_EQ(1u, second[1]->m_org_fAZ_PTs.size());
+}
