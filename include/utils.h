@@ -22,15 +22,17 @@ namespace KIVEX {
 // ---------------------------------------------------------------------------
 extern "C" {
 
-// 1 if `path` exists (access(path, F_OK) == 0), else 0.
+// 1 if `path` exists (access(path, F_OK) == 0), else 0 (also for null).
 QEVO_API int IsFileExist(const char *path);
 
 // Creates the directory `logroot` (with any missing parents, through
 // file-system calls; no shell is involved) when it does not exist, then opens
 // "<logroot>/debug.algo" for writing, created or truncated. Returns the
-// stream, which the caller closes, or null after printing
-// "debug log open error". Any length of `logroot` is accepted: the path is
-// built in a buffer sized to it.
+// stream, which the caller closes (the library never writes to it), or null
+// after printing "debug log open error" (ungated) when the file cannot be
+// opened; a null or empty `logroot` is treated the same way. Any length of
+// `logroot` is accepted (the path is built in a buffer sized to it), and its
+// characters are only ever a path: nothing is run through a shell.
 QEVO_API FILE *create_debuginfo(const char *logroot);
 
 // While ./AI_WRITE exists, dumps the frame's bytes to ./img.nv12 (NV12:
