@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ostream>
 #include <random>
 #include <string>
 #include <vector>
@@ -66,6 +67,8 @@ struct Path {
     const char *name;
     bool available;
 };
+
+void PrintTo(const Path &p, std::ostream *os) { *os << p.name; }
 
 std::vector<Path> vector_paths() {
 #if defined(__x86_64__)
