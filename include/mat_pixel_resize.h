@@ -15,6 +15,15 @@
 //   - a row or table size does not fit the kernel's integer arithmetic, or
 //   - the working storage cannot be allocated.
 // The source and destination must not overlap.
+//
+// Vector code: the kernels run in NEON on aarch64 and in AVX2 or SSE4.1 on
+// x86-64 (the best the CPU has, checked at run time), with a scalar form
+// always present. Every form writes exactly the bytes of the scalar one. Each
+// call reads the environment variable QEVO_SIMD to force a form:
+//   QEVO_SIMD=scalar | sse41 | avx2 | neon
+// Unset, empty, unknown, or naming a form this CPU cannot run: the best
+// available form is used. Working storage stays per call: the column and row
+// tables plus two row buffers (each with 16 spare values for vector stores).
 #ifndef QEVO_MAT_PIXEL_RESIZE_H
 #define QEVO_MAT_PIXEL_RESIZE_H
 

@@ -7,8 +7,12 @@
 #include <climits>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 
 #include "mat_pixel_resize.h"
+#include "resize_bilinear_paths.h"
+
+using namespace qevo_resize;
 
 namespace {
 
@@ -45,26 +49,52 @@ void axis_table(int src_len, int dst_len, int step, int *ofs, short *weights) {
 }
 
 template <int N>
-void fill_row(const unsigned char *S, const int *xofs, const short *ialpha, int w, short *R) {
-    for (int dx = 0; dx < w; ++dx) {
-        const int sx = xofs[dx];
-        const int a0 = ialpha[2 * dx];
-        const int a1 = ialpha[2 * dx + 1];
-        for (int c = 0; c < N; ++c) {
-            R[dx * N + c] = static_cast<short>((S[sx + c] * a0 + S[sx + N + c] * a1) >> 4);
-        }
-    }
+void fill_row_scalar(const unsigned char *S, int, const int *xofs, const short *ialpha, int w,
+                     short *R) {
+    fill_row_range<N>(S, xofs, ialpha, 0, w, R);
 }
 
-void blend_rows(const short *rows0, const short *rows1, int b0, int b1, int n, unsigned char *Dp) {
-    for (int i = 0; i < n; ++i) {
-        Dp[i] = static_cast<unsigned char>((((b0 * rows0[i]) >> 16) + ((b1 * rows1[i]) >> 16) + 2) >>
-                                           2);
-    }
+void blend_rows_scalar(const short *rows0, const short *rows1, int b0, int b1, int n,
+                       unsigned char *Dp) {
+    blend_range(rows0, rows1, b0, b1, 0, n, Dp);
 }
 
-// Spare values after each row buffer for the 4-lane horizontal stores.
-constexpr int row_spare(int N) { return N == 2 ? 2 : (N == 3 ? 1 : 0); }
+const Paths kPathsScalar = {
+    "scalar",
+    {fill_row_scalar<1>, fill_row_scalar<2>, fill_row_scalar<3>, fill_row_scalar<4>},
+    blend_rows_scalar,
+    {nullptr, nullptr, nullptr, nullptr},
+    {nullptr, nullptr, nullptr, nullptr}};
+
+// True when output d reads samples 2d and 2d + 1 with the weights 1024, 1024.
+bool is_half(const int *ofs, const short *weights, int len, int step) {
+    for (int d = 0; d < len; ++d) {
+        if (ofs[d] != 2 * d * step || weights[2 * d] != 1024 || weights[2 * d + 1] != 1024)
+            return false;
+    }
+    return true;
+}
+
+bool name_is(const char *value, const char *name) { return std::strcmp(value, name) == 0; }
+
+// Best path the CPU runs, or the one QEVO_SIMD names when the CPU has it.
+const Paths &choose_paths() {
+    const char *want = std::getenv("QEVO_SIMD");
+    if (want != nullptr && name_is(want, "scalar")) return kPathsScalar;
+#if defined(__x86_64__) || defined(_M_X64)
+    __builtin_cpu_init();
+    const bool has_avx2 = __builtin_cpu_supports("avx2");
+    const bool has_sse41 = __builtin_cpu_supports("sse4.1");
+    if (want != nullptr && name_is(want, "sse41") && has_sse41) return kPathsSse41;
+    if (has_avx2) return kPathsAvx2;
+    if (has_sse41) return kPathsSse41;
+    return kPathsScalar;
+#elif defined(__aarch64__)
+    return kPathsNeon;
+#else
+    return kPathsScalar;
+#endif
+}
 
 template <int N>
 void resize_bilinear(const unsigned char *src, int srcw, int srch, int srcstride,
@@ -78,7 +108,7 @@ void resize_bilinear(const unsigned char *src, int srcw, int srch, int srcstride
     if (2LL * w + 2LL * h > INT_MAX / 2) return;
 
     int *buf = static_cast<int *>(std::malloc(sizeof(int) * (2 * static_cast<size_t>(w) + 2 * h)));
-    const size_t row_len = static_cast<size_t>(row_dst) + row_spare(N);
+    const size_t row_len = static_cast<size_t>(row_dst) + kRowSpare;
     short *rows0 = static_cast<short *>(std::malloc(sizeof(short) * row_len));
     short *rows1 = static_cast<short *>(std::malloc(sizeof(short) * row_len));
     if (buf == nullptr || rows0 == nullptr || rows1 == nullptr) {
@@ -95,6 +125,21 @@ void resize_bilinear(const unsigned char *src, int srcw, int srch, int srcstride
     axis_table(srcw, w, N, xofs, ialpha);
     axis_table(srch, h, 1, yofs, ibeta);
 
+    const Paths &paths = choose_paths();
+    const RowFn fill_row = paths.row[N - 1];
+    const TwoRowFn fill_two_rows = paths.two_rows[N - 1];
+    const BlendFn blend_rows = paths.blend;
+    const int row_bytes = static_cast<int>(row_src);
+
+    if (paths.halve[N - 1] != nullptr && is_half(xofs, ialpha, w, N) &&
+        is_half(yofs, ibeta, h, 1)) {
+        paths.halve[N - 1](src, srcstride, dst, w, h, stride);
+        std::free(buf);
+        std::free(rows0);
+        std::free(rows1);
+        return;
+    }
+
     int prev_sy1 = -2;
     const int n = static_cast<int>(row_dst);
     for (int dy = 0; dy < h; ++dy) {
@@ -105,10 +150,17 @@ void resize_bilinear(const unsigned char *src, int srcw, int srch, int srcstride
             short *t = rows0;
             rows0 = rows1;
             rows1 = t;
-            fill_row<N>(src + static_cast<size_t>(srcstride) * (sy + 1), xofs, ialpha, w, rows1);
+            fill_row(src + static_cast<size_t>(srcstride) * (sy + 1), row_bytes, xofs, ialpha, w,
+                     rows1);
         } else {
-            fill_row<N>(src + static_cast<size_t>(srcstride) * sy, xofs, ialpha, w, rows0);
-            fill_row<N>(src + static_cast<size_t>(srcstride) * (sy + 1), xofs, ialpha, w, rows1);
+            const unsigned char *S0 = src + static_cast<size_t>(srcstride) * sy;
+            const unsigned char *S1 = S0 + srcstride;
+            if (fill_two_rows != nullptr) {
+                fill_two_rows(S0, S1, row_bytes, xofs, ialpha, w, rows0, rows1);
+            } else {
+                fill_row(S0, row_bytes, xofs, ialpha, w, rows0);
+                fill_row(S1, row_bytes, xofs, ialpha, w, rows1);
+            }
         }
         prev_sy1 = sy;
         blend_rows(rows0, rows1, ibeta[2 * dy], ibeta[2 * dy + 1], n,

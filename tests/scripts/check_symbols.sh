@@ -15,10 +15,10 @@
 #   1. Every listed line must be a defined, exported symbol.
 #   2. Every exported function or object (nm types T W D B R V i u) must be
 #      listed, with these exceptions:
-#      a. standard-library template instances: the mangled name is in namespace
-#         std or __gnu_cxx, or is the typeinfo, typeinfo name, vtable or VTT of
-#         such a class, or a static local of a standard-library function
-#         (prefixes _ZSt _ZNSt _ZNKSt _ZZNSt _ZSa.. _ZN9__gnu_cxx ...);
+#      a. standard-library template instances and their local statics: the
+#         mangled name is in namespace std or __gnu_cxx, or is the typeinfo,
+#         typeinfo name, vtable or VTT of such a class (prefixes _ZSt _ZNSt
+#         _ZNKSt _ZSa.. _ZN9__gnu_cxx _ZZNSt ...);
 #      b. "typeinfo for X", "typeinfo name for X", "vtable for X" and
 #         "VTT for X" where X is a class that has a listed member;
 #      c. symbols the toolchain itself defines: _init, _fini, _edata, _end,

@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# Builds and runs the peer benchmark (this library against OpenCV and libyuv,
+# single-threaded, on the same inputs) and writes bench/RESULTS.md: the CPU
+# model, the machine's load, and the table of times and ratios.
+#   bench/run_peers.sh [extra Google Benchmark flags]
+set -euo pipefail
+cd "$(dirname "$0")/.."
+bash scripts/deps.sh cmake g++ make pkg-config libbenchmark-dev libopencv-dev libyuv-dev
+
+dir=build-peers
+cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=Release -DQEVO_BUILD_TESTS=OFF -DQEVO_BUILD_APPS=OFF \
+  -DQEVO_BUILD_BENCH=OFF -DQEVO_BUILD_PEER_BENCH=ON >/dev/null
+cmake --build "$dir" -j "$(nproc 2>/dev/null || echo 2)" --target bench_peers
+
+load_before=$(cut -d' ' -f1-3 /proc/loadavg)
+out=$(mktemp)
+"$dir/bench/peers/bench_peers" --benchmark_min_time=0.3 --benchmark_repetitions=3 "$@" | tee "$out"
+load_after=$(cut -d' ' -f1-3 /proc/loadavg)
+
+cpu=$(grep -m1 'model name' /proc/cpuinfo | cut -d: -f2- | sed 's/^ *//')
+{
+  echo "# Peer benchmark"
+  echo
+  echo "Produced by \`bench/run_peers.sh\` on $(date -u '+%Y-%m-%d %H:%M UTC')."
+  echo
+  echo "- Source: commit $(git rev-parse --short HEAD 2>/dev/null || echo unknown) (with the container, tracker and"
+  echo "  post-processing code merged)."
+  echo "- CPU: ${cpu:-unknown} ($(nproc) cores), $(uname -m)"
+  echo "- Every case single-threaded (\`cv::setNumThreads(1)\`), same inputs for both sides."
+  echo "- Times are CPU time per call in microseconds (median of 3 repetitions of Google Benchmark means), so that"
+  echo "  other processes on the machine cost less accuracy than wall time would."
+  echo "- Load average (1, 5, 15 min) before: $load_before; after: $load_after. The machine"
+  echo "  (2 cores) is shared with other builds; the run was made when it was quiet."
+  echo "- Ratio = peer time / our time: above 1 means this library is faster."
+  echo "- \"ours, scalar path\" is the same call with \`QEVO_SIMD=scalar\`."
+  echo "- \`nms\` and the in-place \`update_objtracker\` print progress lines; standard"
+  echo "  output goes to /dev/null while they are timed. \`nms\` uses overlap type 1"
+  echo "  (union); all suppressions use the threshold 0.5 and one class."
+  echo
+  sed -n '/^| case/,/^$/p' "$out"
+  grep '^OpenCV' "$out" || true
+} > bench/RESULTS.md
+rm -f "$out"
+echo "wrote bench/RESULTS.md"
