@@ -63,6 +63,10 @@ class QEVO_API TensorMat {
     // A type without an element size prints the debug trace "datatype error\n"
     // and leaves the tensor without a buffer (dataByte 0).
     void _TensorMat(int b, int c, int h, int w, QEVO::DATA_LAYOUT layout, QEVO::DATATYPE type);
+    // The steps both share: shape, counts, then an owned or borrowed buffer.
+    __attribute__((visibility("hidden"))) void init(int b, int c, int h, int w,
+                                                    QEVO::DATA_LAYOUT layout, void *pdata,
+                                                    QEVO::DATATYPE type, bool Dcopy);
 
     int resize_nearest_nchw(int newwidth, int newheight);
     int resize_bilinear_nchw(int newwidth, int newheight);

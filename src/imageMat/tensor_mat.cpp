@@ -58,8 +58,8 @@ ShapeResult map_shape(const std::vector<int> &s, QEVO::DATA_LAYOUT layout, Shape
 
 }  // namespace
 
-void TensorMat::_TensorMat(int b, int c, int h, int w, QEVO::DATA_LAYOUT layout, void *pdata,
-                           QEVO::DATATYPE type, bool Dcopy) {
+void TensorMat::init(int b, int c, int h, int w, QEVO::DATA_LAYOUT layout, void *pdata,
+                     QEVO::DATATYPE type, bool Dcopy) {
     width = w;
     height = h;
     depth = c;
@@ -72,10 +72,7 @@ void TensorMat::_TensorMat(int b, int c, int h, int w, QEVO::DATA_LAYOUT layout,
     const long long n = element_count(b, c, h, w);
     elementNum = n < 0 ? 0 : static_cast<int>(n);
     const int esize = QEVO::datatype_size(type);
-    if (esize == 0) {
-        puts("datatype error");
-        return;
-    }
+    if (esize == 0) return;
     const long long bytes = byte_count(n, esize);
     if (bytes < 0) {
         elementNum = 0;
@@ -97,37 +94,18 @@ void TensorMat::_TensorMat(int b, int c, int h, int w, QEVO::DATA_LAYOUT layout,
     dataByte = static_cast<int>(bytes);
 }
 
+// Wrapping reports a type without an element size unconditionally.
+void TensorMat::_TensorMat(int b, int c, int h, int w, QEVO::DATA_LAYOUT layout, void *pdata,
+                           QEVO::DATATYPE type, bool Dcopy) {
+    if (QEVO::datatype_size(type) == 0) puts("datatype error");
+    init(b, c, h, w, layout, pdata, type, Dcopy);
+}
+
+// Allocation reports it through the debug trace.
 void TensorMat::_TensorMat(int b, int c, int h, int w, QEVO::DATA_LAYOUT layout,
                            QEVO::DATATYPE type) {
-    width = w;
-    height = h;
-    depth = c;
-    batchsize = b;
-    data = nullptr;
-    this->layout = layout;
-    dataType = type;
-    wstride = width;
-    const long long n = element_count(b, c, h, w);
-    elementNum = n < 0 ? 0 : static_cast<int>(n);
-    const int esize = QEVO::datatype_size(type);
-    if (esize == 0) {
-        QEVO_TRACE("datatype error\n");
-        return;
-    }
-    const long long bytes = byte_count(n, esize);
-    if (bytes < 0) {
-        elementNum = 0;
-        dataByte = 0;
-        return;
-    }
-    const size_t total = static_cast<size_t>(bytes) + offset;
-    data = std::malloc(total > 0 ? total : 1);
-    if (data == nullptr) {
-        elementNum = 0;
-        dataByte = 0;
-        return;
-    }
-    dataByte = static_cast<int>(bytes);
+    if (QEVO::datatype_size(type) == 0) QEVO_TRACE("datatype error\n");
+    init(b, c, h, w, layout, nullptr, type, true);
 }
 
 TensorMat::TensorMat() = default;
@@ -149,7 +127,7 @@ TensorMat::TensorMat(std::vector<int> shapes, QEVO::DATA_LAYOUT layout, void *pd
             printf("shapes error");
             return;
         case ShapeResult::bad_layout:
-            QEVO_TRACE("Data layout error");
+            QEVO_TRACE("Data layout error");  // traced from the constructor itself
             return;
         case ShapeResult::ok:
             break;
@@ -164,7 +142,7 @@ TensorMat::TensorMat(std::vector<int> shapes, QEVO::DATA_LAYOUT layout, QEVO::DA
             printf("shapes error");
             return;
         case ShapeResult::bad_layout:
-            QEVO_TRACE("Data layout error");
+            QEVO_TRACE("Data layout error");  // traced from the constructor itself
             return;
         case ShapeResult::ok:
             break;
