@@ -2,6 +2,7 @@
 // matching, deletion timing, and the printed lines.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <map>
@@ -19,13 +20,17 @@ using Shared = std::vector<std::shared_ptr<OBJTRACK> >;
 
 QEVO::objinfo det(float x1, float y1, float x2, float y2, int cls = 0, float score = 0.9f) {
     QEVO::objinfo d{};
-    d.x1 = x1;
-    d.y1 = y1;
-    d.x2 = x2;
-    d.y2 = y2;
-    d.score = score;
-    d.classNum = cls;
+    d.x1 = x1, d.y1 = y1, d.x2 = x2, d.y2 = y2, d.score = score, d.classNum = cls;
     return d;
+}
+
+int id_of(const OBJTRACK &t) { return t._trackID; }
+int id_of(const std::shared_ptr<OBJTRACK> &t) { return t->_trackID; }
+template <typename V>
+std::vector<int> ids(const V &tracks) {
+    std::vector<int> out;
+    for (const auto &t : tracks) out.push_back(id_of(t));
+    return out;
 }
 
 // ---- the multi-frame scenario --------------------------------------------
@@ -69,19 +74,16 @@ void run_scenario(
     for (int f = 0; f < 45; ++f) {
         const std::vector<Object> objs = scene(f);
         const std::vector<const OBJTRACK *> tracks = step(scene_dets(objs));
-        std::vector<int> ids;
-        for (const OBJTRACK *t : tracks) ids.push_back(t->_trackID);
-        ASSERT_EQ(expected_ids(f, idD), ids) << "frame " << f;
+        std::vector<int> got;
+        for (const OBJTRACK *t : tracks) got.push_back(t->_trackID);
+        ASSERT_EQ(expected_ids(f, idD), got) << "frame " << f;
         for (const OBJTRACK *t : tracks) {
             const Object *seen = nullptr;
             for (const Object &o : objs)
                 if (o.name == who[t->_trackID]) seen = &o;
-            if (seen == nullptr) {
-                EXPECT_EQ(0.0f, t->_x2) << "frame " << f << " id " << t->_trackID;
-            } else {
-                EXPECT_NEAR(seen->x, t->_x1, 4.0f) << "frame " << f << " id " << t->_trackID;
-                EXPECT_NEAR(seen->y, t->_y1, 4.0f) << "frame " << f << " id " << t->_trackID;
-            }
+            SCOPED_TRACE(testing::Message() << "frame " << f << " id " << t->_trackID);
+            if (seen == nullptr) EXPECT_EQ(0.0f, t->_x2);
+            else EXPECT_TRUE(std::fabs(seen->x - t->_x1) <= 4 && std::fabs(seen->y - t->_y1) <= 4);
         }
     }
 }
@@ -103,15 +105,12 @@ OBJTRACK settled(QEVO::objinfo box, int id) {
 
 }  // namespace
 
-TEST(UpdateObjtracker, ScenarioInPlace) {
+TEST(UpdateObjtracker, ScenarioInPlaceAndCopying) {
     Tracks tracks;
     run_scenario(6, [&](const std::vector<QEVO::objinfo> &d) {
         qevo_test::capture_stdout([&] { EXPECT_EQ(0, update_objtracker(d, tracks, 0.3f)); });
         return pointers(tracks);
     });
-}
-
-TEST(UpdateObjtracker, ScenarioCopying) {
     Tracks current;
     run_scenario(6, [&](const std::vector<QEVO::objinfo> &d) {
         Tracks next;
@@ -157,17 +156,11 @@ TEST(UpdateObjtracker, NewIdentifiersAboveLargestOldOne) {
     const QEVO::objinfo far = det(500, 500, 520, 520);
     const std::vector<QEVO::objinfo> dets = {det(0, 0, 10, 10), det(100, 0, 120, 20),
                                              det(300, 0, 310, 10)};
-    Tracks inplace = {settled(far, 3), settled(dets[1], 7)};
+    Tracks inplace = {settled(far, 3), settled(dets[1], 7)}, copied;
     qevo_test::capture_stdout([&] { update_objtracker(dets, inplace, 0.3f); });
-    std::vector<int> ids;
-    for (const OBJTRACK &t : inplace) ids.push_back(t._trackID);
-    EXPECT_EQ((std::vector<int>{3, 7, 8, 10}), ids);
-
-    Tracks copied;
+    EXPECT_EQ((std::vector<int>{3, 7, 8, 10}), ids(inplace));
     update_objtracker(dets, {settled(far, 3), settled(dets[1], 7)}, copied, 0.3f);
-    ids.clear();
-    for (const OBJTRACK &t : copied) ids.push_back(t._trackID);
-    EXPECT_EQ((std::vector<int>{3, 7, 8, 10}), ids);
+    EXPECT_EQ((std::vector<int>{3, 7, 8, 10}), ids(copied));
     EXPECT_FLOAT_EQ(0.0f, copied[2]._x1);  // new tracks sit on their detections
     EXPECT_FLOAT_EQ(310.0f, copied[3]._x2);
 
@@ -175,9 +168,7 @@ TEST(UpdateObjtracker, NewIdentifiersAboveLargestOldOne) {
                      std::make_shared<OBJTRACK>(settled(dets[1], 7))};
     Shared out;
     update_objtracker(dets, shared, out, std::vector<QEVO::ImgMat>(3), 0.5f, nullptr);
-    ids.clear();
-    for (const auto &t : out) ids.push_back(t->_trackID);
-    EXPECT_EQ((std::vector<int>{3, 7, 8, 9}), ids);
+    EXPECT_EQ((std::vector<int>{3, 7, 8, 9}), ids(out));
     EXPECT_EQ(shared[0].get(), out[0].get());
 }
 
@@ -188,9 +179,7 @@ TEST(UpdateObjtracker, FirstFrameAndEmptyFrames) {
         EXPECT_TRUE(tracks.empty());
         update_objtracker({det(1, 2, 3, 4, 1), det(5, 6, 7, 8, 2)}, tracks, 0.3f);
     });
-    ASSERT_EQ(2u, tracks.size());
-    EXPECT_EQ(0, tracks[0]._trackID);
-    EXPECT_EQ(1, tracks[1]._trackID);
+    ASSERT_EQ((std::vector<int>{0, 1}), ids(tracks));
     EXPECT_FLOAT_EQ(5.0f, tracks[1]._x1);
     EXPECT_FLOAT_EQ(8.0f, tracks[1]._y2);
     EXPECT_EQ(2, tracks[1]._cls);
@@ -207,8 +196,7 @@ TEST(UpdateObjtracker, FirstFrameAndEmptyFrames) {
     // The first frame with detections then deletes it if it is not matched.
     Tracks next;
     update_objtracker({det(400, 400, 410, 410)}, old, next, 0.3f);
-    ASSERT_EQ(1u, next.size());
-    EXPECT_EQ(5, next[0]._trackID);
+    EXPECT_EQ(std::vector<int>{5}, ids(next));
 }
 
 TEST(UpdateObjtracker, GreedyOrderAndThresholds) {
@@ -237,25 +225,24 @@ TEST(UpdateObjtracker, GreedyOrderAndThresholds) {
     ASSERT_EQ(2u, out.size());
     EXPECT_EQ(0.0f, out[0]._x2);
 
-    // Shared pointers: distance at most matchThr x sqrt(last box area).
-    Shared s = {std::make_shared<OBJTRACK>(settled(a, 0))};  // centre (10, 10), side 20
-    Shared so;
-    update_objtracker({det(10, 0, 30, 20)}, s, so, {}, 0.5f, nullptr);  // 10 px: accepted
-    EXPECT_EQ(1u, so.size());
-    EXPECT_NE(0.0f, s[0]->_x2);
-    s = {std::make_shared<OBJTRACK>(settled(a, 0))};
-    so.clear();
-    update_objtracker({det(11, 0, 31, 20)}, s, so, {}, 0.5f, nullptr);  // 11 px: refused
-    EXPECT_EQ(2u, so.size());
-    EXPECT_EQ(0.0f, s[0]->_x2);
-    // Crossed corners: negative area, the NaN comparison accepts any distance.
+    // Shared pointers: distance at most matchThr x sqrt(last box area); with
+    // crossed corners the area is negative and the NaN comparison accepts any distance.
     OBJTRACK crossed = settled(a, 0);
     crossed.last_x1 = 20;
     crossed.last_x2 = 0;
-    s = {std::make_shared<OBJTRACK>(crossed)};
-    so.clear();
-    update_objtracker({det(900, 900, 920, 920)}, s, so, {}, 0.5f, nullptr);
-    EXPECT_EQ(1u, so.size());
+    const struct {
+        OBJTRACK track;
+        QEVO::objinfo d;
+        bool matched;
+    } cases[] = {{settled(a, 0), det(10, 0, 30, 20), true},  // centre (10, 10), side 20: 10 px
+                 {settled(a, 0), det(11, 0, 31, 20), false},  // 11 px
+                 {crossed, det(900, 900, 920, 920), true}};
+    for (const auto &k : cases) {
+        Shared s = {std::make_shared<OBJTRACK>(k.track)}, so;
+        update_objtracker({k.d}, s, so, {}, 0.5f, nullptr);
+        EXPECT_EQ(k.matched ? 1u : 2u, so.size()) << k.d.x1;
+        EXPECT_EQ(k.matched, s[0]->_x2 != 0.0f) << k.d.x1;
+    }
 }
 
 TEST(UpdateObjtracker, DeletionOfFullTracksOnly) {
@@ -274,28 +261,21 @@ TEST(UpdateObjtracker, DeletionOfFullTracksOnly) {
     const std::string printed = qevo_test::capture_stdout([&] {
         update_objtracker({a, c, elsewhere}, inplace, 0.3f);
     });
-    ASSERT_EQ(4u, inplace.size());
-    EXPECT_EQ(0, inplace[0]._trackID);
-    EXPECT_EQ(2, inplace[1]._trackID);
+    ASSERT_EQ((std::vector<int>{0, 2, 9, 12}), ids(inplace));  // 12: 9 + 1 + position 2
     EXPECT_NE(0.0f, inplace[1]._x2);  // the track after the deleted one was still matched
-    EXPECT_EQ(9, inplace[2]._trackID);
-    EXPECT_EQ(12, inplace[3]._trackID);  // 9 + 1 + position 2
     EXPECT_NE(std::string::npos, printed.find("delete one objtracker, 3 left\n"));
 
     Tracks copied;
     OBJTRACK kept = settled(b, 1);
     kept.m_delable = 4;
     update_objtracker({a, c}, {settled(a, 0), stale, kept}, copied, 0.3f);
-    ASSERT_EQ(3u, copied.size());
-    EXPECT_EQ(1, copied[1]._trackID);  // 4 + 1 = 5 is not above 5: kept
+    ASSERT_EQ((std::vector<int>{0, 1, 3}), ids(copied));  // 4 + 1 = 5 is not above 5: kept
     EXPECT_EQ(5, copied[1].m_delable);
-    EXPECT_EQ(3, copied[2]._trackID);
 
     Shared shared = {std::make_shared<OBJTRACK>(stale)};
     Shared out;
     update_objtracker({a}, shared, out, {}, 0.5f, nullptr);
-    ASSERT_EQ(1u, out.size());
-    EXPECT_EQ(2, out[0]->_trackID);
+    EXPECT_EQ(std::vector<int>{2}, ids(out));
 }
 
 TEST(UpdateObjtracker, InPlaceProgressLines) {
@@ -332,15 +312,13 @@ TEST(UpdateObjtracker, GatedTracesOfTheCopyingForm) {
         update_objtracker({a, det(50, 0, 70, 20)}, first, second, 0.3f);
     });
     qevo_test::set_marker("./AI_DEBUG", false);
-    // Keep the message texts, dropping the "\n[DEBUG:file:line->function] " prefixes.
+    // Keep the message texts, dropping the "\n[DEBUG:file:line->update_objtracker] " prefixes.
     std::string texts;
-    for (size_t pos = 0; (pos = out.find("[DEBUG:", pos)) != std::string::npos;) {
-        const size_t end = out.find("] ", pos);
-        ASSERT_NE(std::string::npos, end);
-        EXPECT_NE(std::string::npos, out.substr(pos, end - pos).find("->update_objtracker"));
-        const size_t next = out.find("\n[DEBUG:", end);
-        texts += out.substr(end + 2, (next == std::string::npos ? out.size() : next) - end - 2);
-        texts += "|";
+    const std::string tag = "->update_objtracker] ";
+    for (size_t pos = 0; (pos = out.find("\n[DEBUG:", pos)) != std::string::npos;) {
+        const size_t end = out.find(tag, pos), next = out.find("\n[DEBUG:", pos + 1);
+        ASSERT_LT(end, next);
+        texts += out.substr(end + tag.size(), std::min(next, out.size()) - end - tag.size()) + "|";
         pos = end;
     }
     EXPECT_EQ(
@@ -353,14 +331,12 @@ TEST(UpdateObjtracker, GatedTracesOfTheCopyingForm) {
 
 TEST(UpdateObjtracker, SharedPointerTracksKeepPatchesAndAngles) {
     std::vector<unsigned char> p1(16 * 24, 1), p2(16 * 24, 2);
-    QEVO::ImgMat patch;
-    patch.width = 16;
-    patch.height = 16;
+    QEVO::ImgMat patch, frame;
+    patch.width = patch.height = 16;
     patch.inlayout = QEVO::NV12;
     QEVO::SyncInfos sync{};
     sync.fAz = 30.0f;
     sync.fPt = -5.0f;
-    QEVO::ImgMat frame;
     frame.cfg = reinterpret_cast<long long>(&sync);
 
     const QEVO::objinfo a = det(0, 0, 20, 20);
@@ -381,8 +357,7 @@ TEST(UpdateObjtracker, SharedPointerTracksKeepPatchesAndAngles) {
     EXPECT_EQ(2, second[0]->m_imgBuffer[0]);   // first hit overwrote tile 0
     EXPECT_EQ(0, second[0]->m_imgBuffer[16]);  // tile 1 untouched
     ASSERT_EQ(2u, second[0]->m_org_fAZ_PTs.size());
-    EXPECT_EQ(31.0f, second[0]->m_org_fAZ_PTs[1].first);
-    EXPECT_EQ(-5.0f, second[0]->m_org_fAZ_PTs[1].second);
+    EXPECT_EQ(std::make_pair(31.0f, -5.0f), second[0]->m_org_fAZ_PTs[1]);
     // The second detection had no patch: its track has a mosaic with nothing in it.
     ASSERT_NE(nullptr, second[1]->m_imgBuffer);
     EXPECT_EQ(0, second[1]->m_imgBuffer[0]);
