@@ -32,7 +32,8 @@ std::vector<unsigned char> read_file(const std::string &path) {
 int entries_here() {  // other than "." and ".."
     DIR *d = opendir(".");
     int n = 0;
-    while (const dirent *e = readdir(d)) n += std::strcmp(e->d_name, ".") && std::strcmp(e->d_name, "..");
+    while (const dirent *e = readdir(d))
+        n += std::strcmp(e->d_name, ".") && std::strcmp(e->d_name, "..");
     closedir(d);
     return n;
 }
@@ -63,7 +64,7 @@ QEVO::ImgMat frame(unsigned char *data, int w, int h, int depth, QEVO::INPUT_LAY
 
 // The same call is silent, traced, then silent again as ./AI_DEBUG comes and
 // goes; the result never changes. Ungated lines ignore the marker.
-TEST(DebugTrace, GateFollowsMarkerPerMessage) {
+TEST(DebugTrace, GateFollowsMarkerPerMessageAndFileChecks) {
     ScratchDir dir;
     const std::string no_data = "grab xq_video_frame data not support for now";
     for (bool debug : {false, true, false}) {
@@ -73,8 +74,10 @@ TEST(DebugTrace, GateFollowsMarkerPerMessage) {
         const std::string out =
             capture_stdout([&] { ret = KIVEX::grab_image(frame(nullptr, 4, 2, 3, QEVO::RGB)); });
         EXPECT_EQ(0, ret);
-        if (debug) EXPECT_TRUE(is_traced_line(out, no_data));
-        else EXPECT_EQ("", out);
+        if (debug)
+            EXPECT_TRUE(is_traced_line(out, no_data));
+        else
+            EXPECT_EQ("", out);
         EXPECT_FALSE(exists("AI_WRITE"));
     }
     // Unusable log roots: null and the error line, with or without the marker.
@@ -88,15 +91,11 @@ TEST(DebugTrace, GateFollowsMarkerPerMessage) {
             EXPECT_EQ(nullptr, fp);
         }
     }
-}
 
-TEST(DebugTrace, IsFileExist) {
-    ScratchDir dir;
-    set_marker("plain", true);
     ASSERT_EQ(0, mkdir("sub", 0755));
-    for (const char *yes : {"plain", "./plain", "sub", dir.path().c_str()})
+    for (const char *yes : {"file", "./file", "sub", dir.path().c_str()})
         EXPECT_EQ(1, KIVEX::IsFileExist(yes)) << yes;
-    for (const char *no : {"missing", "plain/x", "", (const char *)nullptr})
+    for (const char *no : {"missing", "file/x", "", (const char *)nullptr})
         EXPECT_EQ(0, KIVEX::IsFileExist(no)) << (no ? no : "null");
 }
 
@@ -116,7 +115,7 @@ TEST(GrabImage, DumpsExactBytesOncePerMarker) {
         {4, 2, 1, QEVO::NV12, "img.nv12", 12},  // 4 x 2 x 1.5
         {5, 3, 0, QEVO::NV12, "img.nv12", 22},  // 22.5 truncated; depth plays no part
         {4, 2, 1, QEVO::NV21, "img.bin", 8},    // only NV12 goes to img.nv12
-        {3, 2, 4, QEVO::RGBA, "img.bin", 24},   {2, 2, 1, QEVO::GRAY, "img.bin", 4},  // truncated
+        {3, 2, 4, QEVO::RGBA, "img.bin", 24},  {2, 2, 1, QEVO::GRAY, "img.bin", 4},  // truncated
         {0, 2, 3, QEVO::RGB, "img.bin", 0},
     };
     for (const Case &c : cases) {
@@ -173,9 +172,9 @@ TEST(CreateDebugInfo, DirectoriesTruncationLongRootsAndShellCharacters) {
 
     std::string longroot;  // over 200 characters, and one component of 250
     for (int i = 0; i < 8; ++i) longroot += (i ? "/" : "") + std::string(30, char('a' + i));
-    const std::string roots[] = {dir.path() + "/abs//x", longroot, std::string(250, 'z'),
-                                 "a;touch x", "b && touch y", "$(touch z)", "`touch w`",
-                                 "sp ace|touch v"};
+    const std::string roots[] = {
+        dir.path() + "/abs//x", longroot,     std::string(250, 'z'), "a;touch x",
+        "b && touch y",         "$(touch z)", "`touch w`",           "sp ace|touch v"};
     for (const std::string &root : roots) {
         fp = KIVEX::create_debuginfo(root.c_str());
         ASSERT_NE(nullptr, fp) << root;

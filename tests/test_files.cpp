@@ -92,7 +92,9 @@ TEST(Strings, SplitStrAndSplitKeyname) {
     const char *const cases[][3] = {{"dir/sub/", "sub", "imgname: sub\n"},
                                     {".hidden", "hidden", "imgname: .hidden\n"},
                                     {"a/...", "", "imgname: ...\n"},
-                                    {"", "", ""}, {"/", "", ""}, {"///", "", ""}};
+                                    {"", "", ""},
+                                    {"/", "", ""},
+                                    {"///", "", ""}};
     for (const auto &c : cases) {
         EXPECT_EQ(capture_stdout([&] { key = KIVEX::splitKeyname(c[0]); }), c[2]) << c[0];
         EXPECT_EQ(key, c[1]) << c[0];
@@ -151,15 +153,13 @@ TEST(BinaryFiles, LoadSizeRulesSaveAndFailures) {
 TEST(Hash, Fnv1a64) {
     EXPECT_EQ(KIVEX::hash_(""), 0xCBF29CE484222325ULL);
     EXPECT_EQ(KIVEX::hash_("foobar"), 0x85944171F73967E8ULL);
-    // Bytes above 0x7f count as unsigned values: hash of "\xff" by hand,
-    // (basis ^ 0xff) * prime modulo 2^64.
-    const unsigned long long by_hand = (0xCBF29CE484222325ULL ^ 0xffULL) * 0x100000001B3ULL;
-    EXPECT_EQ(KIVEX::hash_("\xff"), by_hand);
+    // Bytes above 0x7f count as unsigned values: (basis ^ 0xff) * prime modulo 2^64.
+    EXPECT_EQ(KIVEX::hash_("\xff"), (0xCBF29CE484222325ULL ^ 0xffULL) * 0x100000001B3ULL);
 }
 
 TEST(Md5, DigestsAgreeWithTheSystemTool) {
     ScratchDir dir;
-    write_file("abc.txt", "abc");
+    write_file("abc.txt", "abc");  // the well-known digest of "abc"
     EXPECT_EQ(KIVEX::get_md5("abc.txt"), "900150983cd24fb0d6963f7d28e17f72");
     std::string blob;
     for (int i = 0; i < 100000; ++i) blob += static_cast<char>(i * 31 % 251);
@@ -183,32 +183,29 @@ TEST(Md5, DigestsAgreeWithTheSystemTool) {
 TEST(Md5, RefusedNamesNeverReachTheShellAndTracesAreGated) {
     ScratchDir dir;
     // Existing files with refused names, and attempts to run a command through the name.
-    for (const std::string name : {"q\"uote", "back`tick", "dol$lar", "back\\slash", "line\nbreak",
-                                   "cr\rname", "-dash", "x\"; touch pwned; echo \"",
-                                   "$(touch pwned)", "`touch pwned`"}) {
+    for (const std::string name :
+         {"q\"uote", "back`tick", "dol$lar", "back\\slash", "line\nbreak", "cr\rname", "-dash",
+          "x\"; touch pwned; echo \"", "$(touch pwned)", "`touch pwned`"}) {
         write_file(name, "abc");
         EXPECT_EQ(KIVEX::get_md5(name), "") << name;
     }
     EXPECT_NE(access("pwned", F_OK), 0);
 
     // Failures are traced only with ./AI_DEBUG.
-    std::string out = capture_stdout([] {
-        KIVEX::get_md5("missing.bin");
-        KIVEX::get_md5("dol$lar");
-        KIVEX::checkMD5("missing.bin", "abc");
-    });
-    EXPECT_EQ(out, "");
-
-    set_marker("./AI_DEBUG", true);
-    out = capture_stdout([] { KIVEX::get_md5("missing.bin"); });
-    EXPECT_TRUE(is_trace(out, "get_md5", "Error: Failed to compute MD5 for missing.bin"));
+    const std::string abc_md5 = "900150983cd24fb0d6963f7d28e17f72";
     write_file("abc.txt", "abc");
-    out = capture_stdout([] { KIVEX::checkMD5("abc.txt", "ABC"); });
-    EXPECT_TRUE(
-        is_trace(out, "checkMD5",
-                 "md5 not matched, filemd5: 900150983cd24fb0d6963f7d28e17f72, targetmd5: ABC"));
-    out = capture_stdout([] { KIVEX::checkMD5("abc.txt", "900150983cd24fb0d6963f7d28e17f72"); });
-    EXPECT_EQ(out, "");
+    EXPECT_EQ(capture_stdout([&] {
+                  KIVEX::get_md5("missing.bin");
+                  KIVEX::get_md5("dol$lar");
+                  KIVEX::checkMD5("abc.txt", "ABC");
+              }),
+              "");
+    set_marker("./AI_DEBUG", true);
+    EXPECT_TRUE(is_trace(capture_stdout([] { KIVEX::get_md5("missing.bin"); }), "get_md5",
+                         "Error: Failed to compute MD5 for missing.bin"));
+    EXPECT_TRUE(is_trace(capture_stdout([] { KIVEX::checkMD5("abc.txt", "ABC"); }), "checkMD5",
+                         "md5 not matched, filemd5: " + abc_md5 + ", targetmd5: ABC"));
+    EXPECT_EQ(capture_stdout([&] { KIVEX::checkMD5("abc.txt", abc_md5); }), "");
 }
 
 static_assert(!std::is_copy_constructible<RawReader>::value, "a reader owns its file handle");
@@ -222,13 +219,9 @@ TEST(RawReaderStates, RefusedUnopenedAndOpen) {
     // traced only with ./AI_DEBUG.
     auto unopened = [](const char *file, decltype(QEVO::AI_FLOAT) type, const char *name) {
         RawReader r(file, 4, 2, 1, 10, type);
-        EXPECT_EQ(r.m_F, nullptr);
-        EXPECT_EQ(r.m_rawname, name);
+        EXPECT_TRUE(r.m_F == nullptr && r.m_rawname == name && r.m_datatype == QEVO::AI_UINT8);
         EXPECT_EQ(r.m_width + r.m_height + r.m_channel + r.m_headerLEN, 0);
-        EXPECT_EQ(r.m_datatype, QEVO::AI_UINT8);
-        EXPECT_EQ(r.get_frameNum(), -1);
-        EXPECT_EQ(r.set_seek(), -1);
-        EXPECT_EQ(r.read(), -1);
+        EXPECT_TRUE(r.get_frameNum() == -1 && r.set_seek() == -1 && r.read() == -1);
     };
     EXPECT_EQ(capture_stdout([&] {
                   unopened("frames.raw", QEVO::AI_FLOAT, "");
@@ -238,8 +231,9 @@ TEST(RawReaderStates, RefusedUnopenedAndOpen) {
     set_marker("./AI_DEBUG", true);
     EXPECT_TRUE(is_trace(capture_stdout([&] { unopened("frames.raw", QEVO::AI_INT32, ""); }),
                          "RawReader", "RawReader only support uint8/uint16/int16"));
-    EXPECT_TRUE(is_trace(capture_stdout([&] { unopened("absent.raw", QEVO::AI_INT16, "absent.raw"); }),
-                         "RawReader", "rawfile open failed"));
+    EXPECT_TRUE(
+        is_trace(capture_stdout([&] { unopened("absent.raw", QEVO::AI_INT16, "absent.raw"); }),
+                 "RawReader", "rawfile open failed"));
     set_marker("./AI_DEBUG", false);
 
     RawReader open16("frames.raw", 4, 2, 1, 10, QEVO::AI_INT16);
@@ -247,10 +241,10 @@ TEST(RawReaderStates, RefusedUnopenedAndOpen) {
     EXPECT_EQ(open16.m_datatype, QEVO::AI_INT16);
     ASSERT_EQ(std::fseek(open16.m_F, 3, SEEK_SET), 0);
     EXPECT_EQ(open16.get_frameNum(), 3);
-    EXPECT_EQ(open16.set_seek(), -1);
-    EXPECT_EQ(open16.read(), -1);
+    EXPECT_TRUE(open16.set_seek() == -1 && open16.read() == -1);
     EXPECT_EQ(std::ftell(open16.m_F), 3);  // the position never moves
-    EXPECT_EQ(RawReader("frames.raw", 4, 2, 1, 10, QEVO::AI_UINT8).get_frameNum(), (3 * 16 + 5) / 8);
+    EXPECT_EQ(RawReader("frames.raw", 4, 2, 1, 10, QEVO::AI_UINT8).get_frameNum(),
+              (3 * 16 + 5) / 8);
     EXPECT_EQ(RawReader("frames.raw", 4, 2, 1, 1000, QEVO::AI_UINT16).get_frameNum(), 0);
     RawReader odd("frames.raw", -4, 0, 7, -10, QEVO::AI_UINT16);  // stored unchecked
     EXPECT_EQ(odd.m_width * 100 + odd.m_channel * 10 + odd.m_headerLEN, -400 + 70 - 10);

@@ -29,7 +29,8 @@ Box make_box(float x1, float y1, float x2, float y2, float score, int cls = 0, i
 
 void expect_same_boxes(const std::vector<Box> &got, const std::vector<Box> &want) {
     auto key = [](const Box &b) {
-        return std::make_tuple(b.x1, b.y1, b.x2, b.y2, b.score, b.classNum, b.ID, b.trackID, b.area);
+        return std::make_tuple(b.x1, b.y1, b.x2, b.y2, b.score, b.classNum, b.ID, b.trackID,
+                               b.area);
     };
     ASSERT_EQ(got.size(), want.size());
     for (size_t i = 0; i < got.size(); ++i) EXPECT_TRUE(key(got[i]) == key(want[i])) << "box " << i;
@@ -54,7 +55,8 @@ std::vector<Box> random_boxes(std::mt19937 &rng, int n, int classes, float lo = 
     std::vector<Box> boxes;
     for (int i = 0; i < n; ++i) {
         float x1 = pos(rng), y1 = pos(rng), w = size(rng), h = size(rng);
-        if (i % 2 == 0) x1 = std::floor(x1), y1 = std::floor(y1), w = std::floor(w), h = std::floor(h);
+        if (i % 2 == 0)
+            x1 = std::floor(x1), y1 = std::floor(y1), w = std::floor(w), h = std::floor(h);
         boxes.push_back(
             make_box(x1, y1, x1 + w, y1 + h, (rank[i] + 1) / float(n + 1), cls(rng), i));
     }
@@ -209,7 +211,7 @@ TEST(Nms, PrintedLinesAndOverlapRulesOfTheThreeTypes) {
     EXPECT_EQ(qevo_test::capture_stdout([&] { KIVEX::nms(input, output, 0.99f, 1); }),
               "box num: 1\nvScores size: 1\n");
     expect_same_boxes(output, input);  // replaced
-    std::vector<Box> empty;  // nothing printed, output untouched
+    std::vector<Box> empty;            // nothing printed, output untouched
     EXPECT_EQ(qevo_test::capture_stdout([&] { KIVEX::nms(empty, output, 0.5f, 1); }), "");
     EXPECT_EQ(output.size(), 1u);
 
@@ -231,10 +233,10 @@ TEST(Nms, PrintedLinesAndOverlapRulesOfTheThreeTypes) {
 }
 
 TEST(Nms, AlwaysEndsWithinItsInputSize) {
-    qevo_test::ScratchDir dir;
     std::vector<Box> boxes = {make_box(0, 0, 9, 9, 0.9f, 0, 1), make_box(2, 2, 11, 11, 0.8f, 0, 2),
                               make_box(50, 50, 59, 59, 0.7f, 0, 3)};
     std::vector<Box> input, output;
+    qevo_test::ScratchDir dir;
     // Self-overlap exactly 1 never exceeds a threshold of 1, and area fields
     // that disagree with the corners make it far below 1: each box still
     // leaves in its own pass.

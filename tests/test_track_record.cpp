@@ -19,49 +19,46 @@ QEVO::objinfo det(float x1, float y1, float x2, float y2, float score = 0.9f, in
     return d;
 }
 
-// Current and last box as (x1, y1, x2, y2); every value below is exact in float.
-using Corners = std::vector<float>;
-Corners box(const OBJTRACK &t) { return {t._x1, t._y1, t._x2, t._y2}; }
-Corners last(const OBJTRACK &t) { return {t.last_x1, t.last_y1, t.last_x2, t.last_y2}; }
+// Current box, last box (x1, y1, x2, y2 each) and velocity; every value below
+// is exact in float.
+using State = std::vector<float>;
+State box(const OBJTRACK &t) { return {t._x1, t._y1, t._x2, t._y2}; }
+State state(const OBJTRACK &t) {
+    return {t._x1, t._y1, t._x2, t._y2, t.last_x1, t.last_y1, t.last_x2, t.last_y2, t.m_vx, t.m_vy};
+}
 
 }  // namespace
 
 TEST(TrackRecord, VelocityExampleInAllThreeForms) {
     OBJTRACK byDet(det(0, 0, 10, 10), 9, 10);
     byDet.add(det(2, 0, 12, 10));
-    EXPECT_TRUE(byDet.m_vx == 2.0f && byDet.m_vy == 0.0f);
-    EXPECT_EQ(Corners({3, 0, 13, 10}), box(byDet));
-    EXPECT_EQ(Corners({2, 0, 12, 10}), last(byDet));
+    EXPECT_EQ(State({3, 0, 13, 10, 2, 0, 12, 10, 2, 0}), state(byDet));
 
     OBJTRACK byFloat(0, 0, 10, 10, 0, 0.9f, 9, 10);
     byFloat.add(2, 12, 0, 10, 0.9f, 0);  // x1, x2, y1, y2
-    EXPECT_FLOAT_EQ(2.0f, byFloat.m_vx);
-    EXPECT_EQ(Corners({2, 0, 12, 10}), box(byFloat));
-    EXPECT_EQ(Corners({0, 0, 10, 10}), last(byFloat));
+    EXPECT_EQ(State({2, 0, 12, 10, 0, 0, 10, 10, 2, 0}), state(byFloat));
 
     QEVO::ImgMat noPatch;
     OBJTRACK byImage(det(0, 0, 10, 10), noPatch, 5, 10, nullptr);
     byImage.add(det(2, 0, 12, 10), noPatch, nullptr);
-    EXPECT_FLOAT_EQ(2.0f, byImage.m_vx);
-    EXPECT_EQ(Corners({2, 0, 12, 10}), box(byImage));
-    EXPECT_EQ(Corners({2, 0, 12, 10}), last(byImage));
+    EXPECT_EQ(State({2, 0, 12, 10, 2, 0, 12, 10, 2, 0}), state(byImage));
     EXPECT_TRUE(byImage.m_org_fAZ_PTs.empty());  // no frame record given
 }
 
 TEST(TrackRecord, MissKeepsLastBoxSoVelocitySpansTheGap) {
     OBJTRACK t(det(0, 0, 10, 10, 0.8f), 9, 10);
     t.add(det(0, 0, 0, 0, 0, -1));
-    EXPECT_EQ(Corners({0, 0, 0, 0}), box(t));
+    EXPECT_EQ(State({0, 0, 0, 0, 0, 0, 10, 10, 0, 0}), state(t));
     EXPECT_EQ(1, t.m_delable);
     EXPECT_FLOAT_EQ(0.4f, t._score);
-    t.add(det(6, 0, 16, 10));  // 6 px in two frames, against the last box before the miss
-    EXPECT_FLOAT_EQ(6.0f, t.m_vx);
-    EXPECT_EQ(Corners({0, 0, 10, 10}), last(t));  // not replaced right after a miss
-    EXPECT_EQ(Corners({6, 0, 16, 10}), box(t));   // x: (6 + 0 + 6) / 2, (16 + 10 + 6) / 2; y: no motion
+    // 6 px in two frames, against the last box, which is not replaced right
+    // after a miss; x: (6 + 0 + 6) / 2, (16 + 10 + 6) / 2; y: no motion.
+    t.add(det(6, 0, 16, 10));
+    EXPECT_EQ(State({6, 0, 16, 10, 0, 0, 10, 10, 6, 0}), state(t));
     EXPECT_EQ(0, t.m_delable);
     // A bottom edge of exactly 0 is a miss whatever the other corners are.
     t.add(det(5, -10, 7, 0));
-    EXPECT_EQ(Corners({5, -10, 7, 0}), box(t));
+    EXPECT_EQ(State({5, -10, 7, 0}), box(t));
     EXPECT_EQ(1, t.m_delable);
 }
 
@@ -74,7 +71,8 @@ TEST(TrackRecord, ClassVotes) {
     EXPECT_EQ(1, t._cls);
     t.add(det(0, 0, 10, 10, 0.9f, 4));
     EXPECT_EQ(4, t._cls);
-    for (int cls : {-1, 9, 1 << 30}) t.add(det(0, 0, 10, 10, 0.9f, cls));  // beyond the table: no vote
+    for (int cls : {-1, 9, 1 << 30})
+        t.add(det(0, 0, 10, 10, 0.9f, cls));  // beyond the table: no vote
     EXPECT_EQ(4, t._cls);
     EXPECT_EQ((std::vector<int>{0, 1, 0, 0, 2, 0, 0, 0, 0}), t.clsCount);
     t.add(1, 2, 1, 2, 0.5f, 1);  // float form votes too
@@ -90,17 +88,17 @@ TEST(TrackRecord, FullnessStalenessAndReadBack) {
     OBJTRACK t(det(10, 20, 30, 60, 1.0f, 2), 9, 10);
     t._trackID = 17;
     QEVO::objinfo out = det(-1, -1, -1, -1);
-    out.ID = 55;
-    out.area = 7.0f;
+    out.ID = 55, out.area = 7.0f;
     for (int step = 1; step <= 9; ++step) {
         EXPECT_EQ(2, t.toObjInfo(out)) << "step " << step;
         EXPECT_FLOAT_EQ(-1.0f, out.x1);
-        if (step % 2) t.add(0, 0, 0, 0, 0, -1);
-        else t.add(10, 30, 20, 60, 1.0f, 2);
+        if (step % 2)
+            t.add(0, 0, 0, 0, 0, -1);
+        else
+            t.add(10, 30, 20, 60, 1.0f, 2);
     }
     // Construction + 9 steps: full, 5 misses and 4 hits -> balance 1.
-    EXPECT_EQ(10, t._length);
-    EXPECT_EQ(1, t.m_delable);
+    EXPECT_TRUE(t._length == 10 && t.m_delable == 1);
     EXPECT_EQ(0, t.toObjInfo(out));  // last step was a miss: predicted box
     EXPECT_FLOAT_EQ(t.last_x1 + t.m_vx, out.x1);
     EXPECT_FLOAT_EQ(t.last_y2 + t.m_vy, out.y2);
@@ -112,8 +110,7 @@ TEST(TrackRecord, FullnessStalenessAndReadBack) {
     EXPECT_FLOAT_EQ(40.0f, t._ymean);
 
     for (int i = 0; i < 20; ++i) t.add(10, 30, 20, 60, 1.0f, 2);
-    EXPECT_EQ(0, t.m_delable);  // never below 0
-    EXPECT_EQ(10, t._length);
+    EXPECT_TRUE(t.m_delable == 0 && t._length == 10);  // never below 0
     EXPECT_EQ(0, t.toObjInfo(out));
     EXPECT_FLOAT_EQ(t._x1, out.x1);
     for (int i = 0; i < 5; ++i) t.add(0, 0, 0, 0, 0, -1);
@@ -137,7 +134,7 @@ TEST(TrackRecord, FloatFormOrderAndScoreMean) {
     OBJTRACK t(det(10, 20, 30, 60, 0.8f), 9, 3);
     t.add(10, 30, 20, 60, 0.2f, 0);
     EXPECT_FLOAT_EQ(40.0f, t._ymean);  // centre (20, 40) twice
-    EXPECT_EQ(Corners({10, 20, 30, 60}), box(t));
+    EXPECT_EQ(State({10, 20, 30, 60}), box(t));
     EXPECT_FLOAT_EQ(0.5f, t._score);
     t.add(10, 30, 20, 60, 0.5f, 0);
     t.add(10, 30, 20, 60, 0.5f, 0);  // the 0.8 falls out of a 3-entry history
