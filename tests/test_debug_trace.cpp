@@ -54,6 +54,7 @@ QEVO::ImgMat frame(unsigned char *data, int w, int h, int depth, QEVO::INPUT_LAY
     const size_t at = out.find("debug_trace.cpp:");
     if (out.rfind("\n[DEBUG:", 0) == 0 && out.size() > tail.size() && at != std::string::npos &&
         out.compare(out.size() - tail.size(), tail.size(), tail) == 0 &&
+        at + 16 < out.size() - tail.size() &&
         out.find_first_not_of("0123456789", at + 16) == out.size() - tail.size() &&
         out.find_first_of("\n[]", 2) > at)
         return ::testing::AssertionSuccess();
