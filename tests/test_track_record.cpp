@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <utility>
+#include <vector>
 
 #include "objTracker.h"
 #include "support.h"
@@ -14,27 +15,16 @@ namespace {
 
 QEVO::objinfo det(float x1, float y1, float x2, float y2, float score = 0.9f, int cls = 0) {
     QEVO::objinfo d{};
-    d.x1 = x1;
-    d.y1 = y1;
-    d.x2 = x2;
-    d.y2 = y2;
-    d.score = score;
-    d.classNum = cls;
+    d.x1 = x1, d.y1 = y1, d.x2 = x2, d.y2 = y2, d.score = score, d.classNum = cls;
     return d;
 }
 
-void expect_box(const OBJTRACK &t, float x1, float y1, float x2, float y2) {
-    EXPECT_FLOAT_EQ(x1, t._x1);
-    EXPECT_FLOAT_EQ(y1, t._y1);
-    EXPECT_FLOAT_EQ(x2, t._x2);
-    EXPECT_FLOAT_EQ(y2, t._y2);
-}
-
-void expect_last(const OBJTRACK &t, float x1, float y1, float x2, float y2) {
-    EXPECT_FLOAT_EQ(x1, t.last_x1);
-    EXPECT_FLOAT_EQ(y1, t.last_y1);
-    EXPECT_FLOAT_EQ(x2, t.last_x2);
-    EXPECT_FLOAT_EQ(y2, t.last_y2);
+// Current box, last box (x1, y1, x2, y2 each) and velocity; every value below
+// is exact in float.
+using State = std::vector<float>;
+State box(const OBJTRACK &t) { return {t._x1, t._y1, t._x2, t._y2}; }
+State state(const OBJTRACK &t) {
+    return {t._x1, t._y1, t._x2, t._y2, t.last_x1, t.last_y1, t.last_x2, t.last_y2, t.m_vx, t.m_vy};
 }
 
 }  // namespace
@@ -42,40 +32,33 @@ void expect_last(const OBJTRACK &t, float x1, float y1, float x2, float y2) {
 TEST(TrackRecord, VelocityExampleInAllThreeForms) {
     OBJTRACK byDet(det(0, 0, 10, 10), 9, 10);
     byDet.add(det(2, 0, 12, 10));
-    EXPECT_FLOAT_EQ(2.0f, byDet.m_vx);
-    EXPECT_FLOAT_EQ(0.0f, byDet.m_vy);
-    expect_box(byDet, 3, 0, 13, 10);
-    expect_last(byDet, 2, 0, 12, 10);
+    EXPECT_EQ(State({3, 0, 13, 10, 2, 0, 12, 10, 2, 0}), state(byDet));
 
     OBJTRACK byFloat(0, 0, 10, 10, 0, 0.9f, 9, 10);
     byFloat.add(2, 12, 0, 10, 0.9f, 0);  // x1, x2, y1, y2
-    EXPECT_FLOAT_EQ(2.0f, byFloat.m_vx);
-    expect_box(byFloat, 2, 0, 12, 10);
-    expect_last(byFloat, 0, 0, 10, 10);
+    EXPECT_EQ(State({2, 0, 12, 10, 0, 0, 10, 10, 2, 0}), state(byFloat));
 
     QEVO::ImgMat noPatch;
     OBJTRACK byImage(det(0, 0, 10, 10), noPatch, 5, 10, nullptr);
     byImage.add(det(2, 0, 12, 10), noPatch, nullptr);
-    EXPECT_FLOAT_EQ(2.0f, byImage.m_vx);
-    expect_box(byImage, 2, 0, 12, 10);
-    expect_last(byImage, 2, 0, 12, 10);
+    EXPECT_EQ(State({2, 0, 12, 10, 2, 0, 12, 10, 2, 0}), state(byImage));
     EXPECT_TRUE(byImage.m_org_fAZ_PTs.empty());  // no frame record given
 }
 
 TEST(TrackRecord, MissKeepsLastBoxSoVelocitySpansTheGap) {
     OBJTRACK t(det(0, 0, 10, 10, 0.8f), 9, 10);
     t.add(det(0, 0, 0, 0, 0, -1));
-    expect_box(t, 0, 0, 0, 0);
+    EXPECT_EQ(State({0, 0, 0, 0, 0, 0, 10, 10, 0, 0}), state(t));
     EXPECT_EQ(1, t.m_delable);
     EXPECT_FLOAT_EQ(0.4f, t._score);
-    t.add(det(6, 0, 16, 10));  // 6 px in two frames, against the last box before the miss
-    EXPECT_FLOAT_EQ(6.0f, t.m_vx);
-    expect_last(t, 0, 0, 10, 10);  // not replaced right after a miss
-    expect_box(t, 6, 0, 16, 10);   // x: (6 + 0 + 6) / 2, (16 + 10 + 6) / 2; y: no motion
+    // 6 px in two frames, against the last box, which is not replaced right
+    // after a miss; x: (6 + 0 + 6) / 2, (16 + 10 + 6) / 2; y: no motion.
+    t.add(det(6, 0, 16, 10));
+    EXPECT_EQ(State({6, 0, 16, 10, 0, 0, 10, 10, 6, 0}), state(t));
     EXPECT_EQ(0, t.m_delable);
     // A bottom edge of exactly 0 is a miss whatever the other corners are.
     t.add(det(5, -10, 7, 0));
-    expect_box(t, 5, -10, 7, 0);
+    EXPECT_EQ(State({5, -10, 7, 0}), box(t));
     EXPECT_EQ(1, t.m_delable);
 }
 
@@ -88,11 +71,9 @@ TEST(TrackRecord, ClassVotes) {
     EXPECT_EQ(1, t._cls);
     t.add(det(0, 0, 10, 10, 0.9f, 4));
     EXPECT_EQ(4, t._cls);
-    t.add(det(0, 0, 10, 10, 0.9f, -1));  // no vote
-    t.add(det(0, 0, 10, 10, 0.9f, 9));   // beyond the table: no vote, no write
-    t.add(det(0, 0, 10, 10, 0.9f, 1 << 30));
+    for (int cls : {-1, 9, 1 << 30})
+        t.add(det(0, 0, 10, 10, 0.9f, cls));  // beyond the table: no vote
     EXPECT_EQ(4, t._cls);
-    ASSERT_EQ(9u, t.clsCount.size());
     EXPECT_EQ((std::vector<int>{0, 1, 0, 0, 2, 0, 0, 0, 0}), t.clsCount);
     t.add(1, 2, 1, 2, 0.5f, 1);  // float form votes too
     t.add(1, 2, 1, 2, 0.5f, 1);
@@ -107,35 +88,29 @@ TEST(TrackRecord, FullnessStalenessAndReadBack) {
     OBJTRACK t(det(10, 20, 30, 60, 1.0f, 2), 9, 10);
     t._trackID = 17;
     QEVO::objinfo out = det(-1, -1, -1, -1);
-    out.ID = 55;
-    out.area = 7.0f;
+    out.ID = 55, out.area = 7.0f;
     for (int step = 1; step <= 9; ++step) {
         EXPECT_EQ(2, t.toObjInfo(out)) << "step " << step;
         EXPECT_FLOAT_EQ(-1.0f, out.x1);
-        if (step % 2) {
+        if (step % 2)
             t.add(0, 0, 0, 0, 0, -1);
-        } else {
+        else
             t.add(10, 30, 20, 60, 1.0f, 2);
-        }
     }
     // Construction + 9 steps: full, 5 misses and 4 hits -> balance 1.
-    EXPECT_EQ(10, t._length);
-    EXPECT_EQ(1, t.m_delable);
+    EXPECT_TRUE(t._length == 10 && t.m_delable == 1);
     EXPECT_EQ(0, t.toObjInfo(out));  // last step was a miss: predicted box
     EXPECT_FLOAT_EQ(t.last_x1 + t.m_vx, out.x1);
     EXPECT_FLOAT_EQ(t.last_y2 + t.m_vy, out.y2);
-    EXPECT_EQ(2, out.classNum);
-    EXPECT_EQ(17, out.trackID);
-    EXPECT_EQ(55, out.ID);
-    EXPECT_EQ(7.0f, out.area);
+    EXPECT_TRUE(out.classNum == 2 && out.trackID == 17);
+    EXPECT_TRUE(out.ID == 55 && out.area == 7.0f);  // left alone
     // Scores: 5 ones and 5 zeros remain in the history.
     EXPECT_FLOAT_EQ(0.5f, out.score);
     // Only the hits count towards the mean height.
     EXPECT_FLOAT_EQ(40.0f, t._ymean);
 
     for (int i = 0; i < 20; ++i) t.add(10, 30, 20, 60, 1.0f, 2);
-    EXPECT_EQ(0, t.m_delable);  // never below 0
-    EXPECT_EQ(10, t._length);
+    EXPECT_TRUE(t.m_delable == 0 && t._length == 10);  // never below 0
     EXPECT_EQ(0, t.toObjInfo(out));
     EXPECT_FLOAT_EQ(t._x1, out.x1);
     for (int i = 0; i < 5; ++i) t.add(0, 0, 0, 0, 0, -1);
@@ -143,11 +118,9 @@ TEST(TrackRecord, FullnessStalenessAndReadBack) {
     t.add(0, 0, 0, 0, 0, -1);
     EXPECT_EQ(6, t.m_delable);
     out.x1 = -3;
-    std::string printed = qevo_test::capture_stdout([&] { EXPECT_EQ(1, t.toObjInfo(out)); });
-    EXPECT_EQ("", printed);
-    printed = qevo_test::capture_stdout([&] { EXPECT_EQ(1, t.toObjInfo_predict(out)); });
+    EXPECT_EQ("", qevo_test::capture_stdout([&] { EXPECT_EQ(1, t.toObjInfo(out)); }));
     EXPECT_EQ("toObjInfo_predict: obj is full && delable, still kept in last_targets error\n",
-              printed);
+              qevo_test::capture_stdout([&] { EXPECT_EQ(1, t.toObjInfo_predict(out)); }));
     EXPECT_FLOAT_EQ(-3.0f, out.x1);
     for (int i = 0; i < 4; ++i) t.add(0, 0, 0, 0, 0, -1);
     // Ten misses in a row: the mean is taken before the trim, over the eleven
@@ -161,7 +134,7 @@ TEST(TrackRecord, FloatFormOrderAndScoreMean) {
     OBJTRACK t(det(10, 20, 30, 60, 0.8f), 9, 3);
     t.add(10, 30, 20, 60, 0.2f, 0);
     EXPECT_FLOAT_EQ(40.0f, t._ymean);  // centre (20, 40) twice
-    expect_box(t, 10, 20, 30, 60);
+    EXPECT_EQ(State({10, 20, 30, 60}), box(t));
     EXPECT_FLOAT_EQ(0.5f, t._score);
     t.add(10, 30, 20, 60, 0.5f, 0);
     t.add(10, 30, 20, 60, 0.5f, 0);  // the 0.8 falls out of a 3-entry history
@@ -172,13 +145,9 @@ TEST(TrackRecord, FloatFormOrderAndScoreMean) {
 TEST(TrackRecord, DefaultTrackIsFullAtOnceAndKeepsNothing) {
     OBJTRACK t;
     EXPECT_TRUE(t.isFull());
-    EXPECT_EQ(-1, t._cls);
-    EXPECT_EQ(-1, t._trackID);
     EXPECT_EQ(nullptr, t.m_imgBuffer);
     t.add(1, 3, 1, 3, 0.5f, 0);  // class 0 with no vote table: nothing written
-    EXPECT_EQ(0, t._length);
-    EXPECT_TRUE(t.scores.empty());
-    EXPECT_TRUE(std::isnan(t._score));
+    EXPECT_TRUE(t._length == 0 && t.scores.empty() && std::isnan(t._score));
     EXPECT_EQ(-1, t._cls);
 }
 
@@ -190,13 +159,10 @@ TEST(TrackRecord, ServoHistoryTrimmedOnlyWhenLonger) {
     frame.cfg = reinterpret_cast<long long>(&sync);
     OBJTRACK t(det(0, 0, 10, 10), QEVO::ImgMat(), 5, 4, &frame);
     ASSERT_EQ(1u, t.m_org_fAZ_PTs.size());
-    EXPECT_EQ(12.5f, t.m_org_fAZ_PTs[0].first);
-    EXPECT_EQ(-3.0f, t.m_org_fAZ_PTs[0].second);
+    EXPECT_EQ(std::make_pair(12.5f, -3.0f), t.m_org_fAZ_PTs[0]);
     t.add(det(0, 0, 0, 0), QEVO::ImgMat(), &frame);  // misses record angles too
     sync.fAz = 20.0f;
-    t.add(0, 0, 0, 0, 0, -1);  // float form: no angles
-    t.add(0, 0, 0, 0, 0, -1);
-    t.add(0, 0, 0, 0, 0, -1);
+    for (int i = 0; i < 3; ++i) t.add(0, 0, 0, 0, 0, -1);  // float form: no angles
     EXPECT_EQ(4, t._length);
     EXPECT_EQ(2u, t.m_org_fAZ_PTs.size());
     for (int i = 0; i < 3; ++i) t.add(det(0, 0, 10, 10), QEVO::ImgMat(), &frame);
@@ -213,8 +179,7 @@ TEST(TrackRecord, CopiesAreIndependentAndOwnTheirMosaic) {
     std::vector<unsigned char> patch(64 * 96, 7);
     QEVO::ImgMat block;
     block.data = patch.data();
-    block.width = 64;
-    block.height = 64;
+    block.width = block.height = 64;
     block.inlayout = QEVO::NV12;
     OBJTRACK *src = new OBJTRACK(det(0, 0, 10, 10), block, 5, 10, nullptr);
     ASSERT_NE(nullptr, src->m_imgBuffer);
