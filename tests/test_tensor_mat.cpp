@@ -48,7 +48,8 @@ bool has(const std::string &out, const char *trace) { return out.find(trace) != 
 
 TEST(TensorMat, ConstructionSizesAndOwnership) {
     TensorMat t(1, 3, 2, 2, CHW, AI_FLOAT);
-    EXPECT_EQ((std::vector<int>{t.elementNum, t.dataByte, t.wstride}), (std::vector<int>{12, 48, 2}));
+    EXPECT_EQ((std::vector<int>{t.elementNum, t.dataByte, t.wstride}),
+              (std::vector<int>{12, 48, 2}));
     EXPECT_NE(t.data, nullptr);
 
     std::vector<float> buf = {1, 2, 3, 4, 5, 6};
@@ -184,7 +185,9 @@ TEST(TensorMat, ResizeRefusals) {
     TensorMat f(1, 2, 4, 4, CHW, AI_FLOAT);
     void *keep = f.data;
     for (bool interpo : {false, true})
-        EXPECT_EQ(f.resize(0, 3, interpo) + f.resize(3, -1, interpo) + f.resize(50000, 50000, interpo), 3);
+        EXPECT_EQ(f.resize(0, 3, interpo) + f.resize(3, -1, interpo) +
+                      f.resize(50000, 50000, interpo),
+                  3);
     f.dataByte = 16;  // a buffer shorter than the shape is never read past
     EXPECT_EQ(f.resize(2, 2, false), 1);
     EXPECT_EQ(f.data, keep);

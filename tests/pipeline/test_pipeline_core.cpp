@@ -81,7 +81,8 @@ TEST(MotFormat, ReadsDetectionsAndGroundTruth) {
     EXPECT_EQ(format_track_line(7, t), "7,12,100.50,1.00,50.75,80.00,0.875,-1,-1,-1");
     t.cls = 1;
     MotSequence gt2, det2;
-    ASSERT_TRUE(parse(true, format_gt_line(7, t), gt2).ok && parse(false, format_det_line(8, t), det2).ok);
+    ASSERT_TRUE(parse(true, format_gt_line(7, t), gt2).ok);
+    ASSERT_TRUE(parse(false, format_det_line(8, t), det2).ok);
     for (const MotBox &b : {gt2[7][0], det2[8][0]})
         for (int i = 0; i < 4; ++i) EXPECT_NEAR(corners(b)[i], corners(t)[i], 0.01) << i;
     EXPECT_TRUE(gt2[7][0].id == 12 && gt2[7][0].cls == 1 && det2[8][0].score == 0.875f);
@@ -144,7 +145,7 @@ TEST(Assignment, MatchesBruteForceOnRandomMatrices) {
         const int rows = 1 + trial % 5, cols = 1 + (trial / 5) % 6;
         std::vector<std::vector<double>> c(rows, std::vector<double>(cols));
         for (auto &row : c)
-            for (double &v : row) v = (trial % 7 == 0) ? std::floor(rnd() / 25) : rnd();  // ties too
+            for (double &v : row) v = trial % 7 == 0 ? std::floor(rnd() / 25) : rnd();  // ties
         std::vector<int> a = min_cost_assignment(c);
         ASSERT_EQ(static_cast<int>(a.size()), rows);
         std::vector<int> used(cols, 0);

