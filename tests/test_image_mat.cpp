@@ -61,8 +61,7 @@ TEST(ImageMat, BufferSizesPerFormatAndConstructor) {
         EXPECT_TRUE(same(k.first->data, px.data(), k.second));
         EXPECT_TRUE(same(copy.data, px.data(), k.second));
     }
-    EXPECT_EQ(recRgb.cfg, 1234);
-    EXPECT_EQ(nv12.cfg, 0);
+    EXPECT_TRUE(recRgb.cfg == 1234 && nv12.cfg == 0);
 
     rec.data = nullptr;
     EXPECT_EQ(ImageMat(rec, true).data, nullptr);
@@ -78,18 +77,15 @@ TEST(ImageMat, OwnershipThroughCopiesAndMoves) {
     {
         ImageMat borrow = make(5, 2, 3, RGB, px, false);
         ImageMat borrowCopy(borrow);
-        EXPECT_EQ(borrowCopy.data, px.data());
-        EXPECT_FALSE(borrowCopy.DeepCopy);
+        EXPECT_TRUE(borrowCopy.data == px.data() && !borrowCopy.DeepCopy);
 
         ImageMat b(a);
-        EXPECT_NE(b.data, a.data);
-        EXPECT_EQ(b.DetresultsRects.size(), 1u);
+        EXPECT_TRUE(b.data != a.data && b.DetresultsRects.size() == 1);
         b.data[0] ^= 0xff;
         EXPECT_EQ(a.data[0], px[0]);
 
         borrow = b;  // a borrowing image becomes an owning copy
-        EXPECT_TRUE(borrow.DeepCopy);
-        EXPECT_NE(borrow.data, b.data);
+        EXPECT_TRUE(borrow.DeepCopy && borrow.data != b.data);
         b = borrowCopy;  // and back: the owned pixels are released
         EXPECT_EQ(b.data, px.data());
         const ImageMat &self = a;
@@ -120,9 +116,8 @@ TEST(ImageMat, ResizeByFormat) {
     // buffer is the image's own.
     ImageMat img = make(4, 4, 3, BGR, px, false);
     ASSERT_EQ(img.resize(2, 2), 0);
-    EXPECT_TRUE(img.DeepCopy);
+    ASSERT_TRUE(img.DeepCopy && img.width == 2 && img.height == 2);
     EXPECT_EQ(px, before);
-    ASSERT_EQ(img.width * img.height, 4);
     EXPECT_EQ((std::vector<int>{img.data[0], img.data[1], img.data[2], img.data[9], img.data[10],
                                 img.data[11]}),
               (std::vector<int>{54, 61, 68, 136, 143, 150}));

@@ -61,8 +61,7 @@ TEST(TensorMat, ConstructionSizesAndOwnership) {
         EXPECT_EQ(values(copy), buf);
         void *p = copy.data;
         TensorMat moved(std::move(copy));
-        EXPECT_EQ(moved.data, p);
-        EXPECT_EQ(copy.data, nullptr);
+        EXPECT_TRUE(moved.data == p && copy.data == nullptr);
         wrap = std::move(moved);  // the borrowed pointer is dropped, not freed
         EXPECT_EQ(wrap.data, p);
     }
@@ -76,24 +75,18 @@ TEST(TensorMat, ConstructionSizesAndOwnership) {
 
 TEST(TensorMat, ShapeListsAndConstructionMessages) {
     // Shorter lists fill from the right; the layout orders three or four entries.
-    const std::pair<std::vector<int>, DATA_LAYOUT> lists[] = {
-        {{7}, WHC},       {{5, 7}, static_cast<DATA_LAYOUT>(9)}, {{224, 224, 3}, HWC},
-        {{4, 5, 6}, WHC}, {{2, 3, 4, 5}, CHW},                   {{2, 16, 8, 3}, WHC}};
-    const std::vector<int> want[] = {{1, 1, 1, 7}, {1, 1, 5, 7}, {1, 3, 224, 224},
-                                     {1, 6, 5, 4}, {2, 3, 4, 5}, {2, 3, 8, 16}};
-    for (int i = 0; i < 6; ++i) {
-        TensorMat t(lists[i].first, lists[i].second, AI_UINT8);
-        EXPECT_EQ(dims(t), want[i]) << i;
-    }
+    const struct { std::vector<int> list; DATA_LAYOUT layout; std::vector<int> want; } shapes[] = {
+        {{7}, WHC, {1, 1, 1, 7}},          {{5, 7}, DATA_LAYOUT(9), {1, 1, 5, 7}},
+        {{224, 224, 3}, HWC, {1, 3, 224, 224}}, {{4, 5, 6}, WHC, {1, 6, 5, 4}},
+        {{2, 3, 4, 5}, CHW, {2, 3, 4, 5}}, {{2, 16, 8, 3}, WHC, {2, 3, 8, 16}}};
+    for (const auto &k : shapes) EXPECT_EQ(dims(TensorMat(k.list, k.layout, AI_UINT8)), k.want);
 
     qevo_test::ScratchDir dir;
     std::vector<float> buf(4, 1.f);
     std::string out = qevo_test::capture_stdout([&] {
         TensorMat bf(1, 1, 1, 4, CHW, AI_BF16);  // gated trace only
-        EXPECT_EQ(bf.data, nullptr);
-        EXPECT_EQ(bf.elementNum, 4);
-        TensorMat str(1, 1, 1, 4, CHW, buf.data(), AI_STRING, false);
-        EXPECT_EQ(str.data, nullptr);
+        EXPECT_TRUE(bf.data == nullptr && bf.elementNum == 4);
+        EXPECT_EQ(TensorMat(1, 1, 1, 4, CHW, buf.data(), AI_STRING, false).data, nullptr);
         EXPECT_EQ(TensorMat(std::vector<int>{}, CHW, AI_FLOAT).data, nullptr);
         EXPECT_EQ(TensorMat(std::vector<int>{1, 2, 3, 4, 5}, CHW, nullptr, AI_FLOAT, true).width,
                   0);
@@ -115,8 +108,7 @@ TEST(TensorMat, ExportBorrowsOrCopies) {
     TensorMat t(2, 3, 4, 5, CHW, src.data(), AI_FLOAT, true);
     TenMat rec{};  // no buffer of its own: borrows the tensor's
     EXPECT_EQ(t.toTenMat(&rec), 0);
-    EXPECT_EQ(rec.data, t.data);
-    EXPECT_EQ(rec.dataByte, 480u);
+    EXPECT_TRUE(rec.data == t.data && rec.dataByte == 480u);
 
     std::vector<unsigned char> small(100, 0xab);
     TenMat tight{};
@@ -125,7 +117,7 @@ TEST(TensorMat, ExportBorrowsOrCopies) {
     EXPECT_TRUE(has(traced([&] { EXPECT_EQ(t.toTenMat(&tight), 2); }),
                     "->toTenMat] TenMat donot have enough space, [100]<[480]"));
     EXPECT_EQ(tight.width, 0);
-    EXPECT_EQ(small, std::vector<unsigned char>(100, 0xab));
+    EXPECT_EQ(small, std::vector<unsigned char>(100, 0xab));  // nothing written past the room
 
     std::vector<float> room(121, -1.f);  // room to spare: copied, the rest untouched
     tight.data = room.data();
