@@ -28,6 +28,10 @@ std::string slurp(const std::string &path) {
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
+void write_file(const std::string &path, const std::string &bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
 bool is_png(const std::string &path) {
     const std::string s = slurp(path);
     return s.size() > 8 && s.compare(0, 8, "\x89PNG\r\n\x1a\n") == 0;
@@ -121,13 +125,13 @@ TEST(PipelineRun, UserRecordingWithHeaderAndDetections) {
     // 12 grey 64 x 48 NV12 frames after a 32-byte header; one detection per
     // frame moving right by one pixel.
     const int w = 64, h = 48, n = 12, header = 32;
-    {
-        std::ofstream raw("rec.nv12", std::ios::binary);
-        raw << std::string(header, 'H');
-        for (int f = 0; f < n; ++f) raw << std::string(w * h * 3 / 2, static_cast<char>(100 + f));
-        std::ofstream det("det.txt");
-        for (int f = 1; f <= n; ++f) det << f << ",-1," << 10 + f << ",11,20,30,0.9,-1,-1,-1\n";
+    std::string raw(header, 'H'), det;
+    for (int f = 1; f <= n; ++f) {
+        raw += std::string(w * h * 3 / 2, static_cast<char>(99 + f));
+        det += std::to_string(f) + ",-1," + std::to_string(10 + f) + ",11,20,30,0.9,-1,-1,-1\n";
     }
+    write_file("rec.nv12", raw);
+    write_file("det.txt", det);
     qevo_test::set_marker("AI_WRITE", true);  // ask for one frame dump
     ASSERT_EQ(run("--frames rec.nv12 --size 64x48 --header 32 --dets det.txt --out o --every 5"), 0)
         << slurp("stderr.txt");
@@ -155,21 +159,11 @@ TEST(PipelineRun, UserRecordingWithHeaderAndDetections) {
 
 TEST(PipelineRun, BadInputGivesAClearMessageAndNonZeroExit) {
     qevo_test::ScratchDir dir;
-    {
-        std::ofstream raw("rec.nv12", std::ios::binary);
-        raw << std::string(64 * 48 * 3 / 2 * 2 + 5, 'x');  // two frames and 5 stray bytes
-        std::ofstream ok("ok.nv12", std::ios::binary);
-        ok << std::string(64 * 48 * 3 / 2, 'x');
-        std::ofstream det("det.txt");
-        det << "1,-1,1,1,10,10,0.9\n\n1,-1,1,1,10\n";
-        std::ofstream file("not_a_folder");
-        file << "x";
-    }
-    const struct {
-        std::string args;
-        int code;
-        std::string message;
-    } cases[] = {
+    write_file("rec.nv12", std::string(64 * 48 * 3 / 2 * 2 + 5, 'x'));  // 2 frames + 5 bytes
+    write_file("ok.nv12", std::string(64 * 48 * 3 / 2, 'x'));
+    write_file("det.txt", "1,-1,1,1,10,10,0.9\n\n1,-1,1,1,10\n");
+    write_file("not_a_folder", "x");
+    const struct { std::string args; int code; std::string message; } cases[] = {
         {"--frames missing.nv12 --size 64x48", 1, "cannot open frames file 'missing.nv12'"},
         {"--frames rec.nv12 --size 64x48", 1, "does not match --size 64x48"},
         {"--frames ok.nv12 --size 64x48 --header 9999", 1, "shorter than its 9999-byte header"},
