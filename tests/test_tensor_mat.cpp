@@ -27,17 +27,30 @@ TensorMat floats(std::vector<float> v, int h, int w) {
     return TensorMat(1, 1, h, w, CHW, v.data(), AI_FLOAT, true);
 }
 
+// Runs `f` with the debug marker set and returns what it printed.
+template <typename F>
+std::string traced(F &&f) {
+    qevo_test::ScratchDir dir;
+    qevo_test::set_marker("./AI_DEBUG", true);
+    return qevo_test::capture_stdout(f);
+}
+
+// Values of an h x w float tensor after `op`.
+std::vector<float> after(std::vector<float> v, int h, int w, int (TensorMat::*op)()) {
+    TensorMat t = floats(v, h, w);
+    (t.*op)();
+    return values(t);
+}
+
+bool has(const std::string &out, const char *trace) { return out.find(trace) != std::string::npos; }
+
 }  // namespace
 
 TEST(TensorMat, ConstructionSizesAndOwnership) {
     TensorMat t(1, 3, 2, 2, CHW, AI_FLOAT);
-    EXPECT_EQ(t.elementNum, 12);
-    EXPECT_EQ(t.dataByte, 48);
-    EXPECT_EQ(t.wstride, 2);
+    EXPECT_EQ((std::vector<int>{t.elementNum, t.dataByte, t.wstride}),
+              (std::vector<int>{12, 48, 2}));
     EXPECT_NE(t.data, nullptr);
-    EXPECT_EQ(TensorMat(2, 1, 1, 10, HWC, AI_BOOL).dataByte, 20);
-    EXPECT_EQ(TensorMat(2, 1, 1, 10, HWC, AI_FLOAT16).dataByte, 40);
-    EXPECT_EQ(TensorMat(2, 1, 1, 10, HWC, AI_DOUBLE).dataByte, 160);
 
     std::vector<float> buf = {1, 2, 3, 4, 5, 6};
     {
@@ -48,8 +61,7 @@ TEST(TensorMat, ConstructionSizesAndOwnership) {
         EXPECT_EQ(values(copy), buf);
         void *p = copy.data;
         TensorMat moved(std::move(copy));
-        EXPECT_EQ(moved.data, p);
-        EXPECT_EQ(copy.data, nullptr);
+        EXPECT_TRUE(moved.data == p && copy.data == nullptr);
         wrap = std::move(moved);  // the borrowed pointer is dropped, not freed
         EXPECT_EQ(wrap.data, p);
     }
@@ -62,72 +74,55 @@ TEST(TensorMat, ConstructionSizesAndOwnership) {
 }
 
 TEST(TensorMat, ShapeListsAndConstructionMessages) {
-    const std::pair<std::vector<int>, DATA_LAYOUT> lists[] = {
-        {{7}, WHC},           {{5, 7}, static_cast<DATA_LAYOUT>(9)},
-        {{224, 224, 3}, HWC}, {{224, 224, 3}, CHW},
-        {{4, 5, 6}, WHC},     {{2, 4, 5, 3}, HWC},
-        {{2, 3, 4, 5}, CHW},  {{2, 16, 8, 3}, WHC}};
-    const std::vector<int> want[] = {{1, 1, 1, 7}, {1, 1, 5, 7}, {1, 3, 224, 224}, {1, 224, 224, 3},
-                                     {1, 6, 5, 4}, {2, 3, 4, 5}, {2, 3, 4, 5},     {2, 3, 8, 16}};
-    for (int i = 0; i < 8; ++i) {
-        TensorMat t(lists[i].first, lists[i].second, AI_UINT8);
-        EXPECT_EQ(dims(t), want[i]) << i;
-        EXPECT_EQ(t.elementNum, want[i][0] * want[i][1] * want[i][2] * want[i][3]);
-    }
+    // Shorter lists fill from the right; the layout orders three or four entries.
+    const struct { std::vector<int> list; DATA_LAYOUT layout; std::vector<int> want; } shapes[] = {
+        {{7}, WHC, {1, 1, 1, 7}},          {{5, 7}, DATA_LAYOUT(9), {1, 1, 5, 7}},
+        {{224, 224, 3}, HWC, {1, 3, 224, 224}}, {{4, 5, 6}, WHC, {1, 6, 5, 4}},
+        {{2, 3, 4, 5}, CHW, {2, 3, 4, 5}}, {{2, 16, 8, 3}, WHC, {2, 3, 8, 16}}};
+    for (const auto &k : shapes) EXPECT_EQ(dims(TensorMat(k.list, k.layout, AI_UINT8)), k.want);
 
     qevo_test::ScratchDir dir;
     std::vector<float> buf(4, 1.f);
     std::string out = qevo_test::capture_stdout([&] {
         TensorMat bf(1, 1, 1, 4, CHW, AI_BF16);  // gated trace only
-        EXPECT_EQ(bf.data, nullptr);
-        EXPECT_EQ(bf.elementNum, 4);
-        TensorMat str(1, 1, 1, 4, CHW, buf.data(), AI_STRING, false);
-        EXPECT_EQ(str.data, nullptr);
+        EXPECT_TRUE(bf.data == nullptr && bf.elementNum == 4);
+        EXPECT_EQ(TensorMat(1, 1, 1, 4, CHW, buf.data(), AI_STRING, false).data, nullptr);
         EXPECT_EQ(TensorMat(std::vector<int>{}, CHW, AI_FLOAT).data, nullptr);
         EXPECT_EQ(TensorMat(std::vector<int>{1, 2, 3, 4, 5}, CHW, nullptr, AI_FLOAT, true).width,
                   0);
     });
     EXPECT_EQ(out, "datatype error\nshapes errorshapes error");
 
-    qevo_test::set_marker("./AI_DEBUG", true);
-    out = qevo_test::capture_stdout([] {
+    out = traced([] {
         TensorMat c(1, 1, 1, 4, CHW, AI_COMPLEX64);
         TensorMat t(std::vector<int>{1, 2, 3}, static_cast<DATA_LAYOUT>(9), AI_FLOAT);
         EXPECT_EQ(t.width, 0);
     });
-    EXPECT_NE(out.find("->_TensorMat] datatype error\n"), std::string::npos);
-    EXPECT_NE(out.find("->TensorMat] Data layout error"), std::string::npos);
+    EXPECT_TRUE(has(out, "->_TensorMat] datatype error\n")) << out;
+    EXPECT_TRUE(has(out, "->TensorMat] Data layout error")) << out;
 }
 
 TEST(TensorMat, ExportBorrowsOrCopies) {
     std::vector<float> src(120);
     for (size_t i = 0; i < src.size(); ++i) src[i] = 0.5f * i;
     TensorMat t(2, 3, 4, 5, CHW, src.data(), AI_FLOAT, true);
-    TenMat rec{};
+    TenMat rec{};  // no buffer of its own: borrows the tensor's
     EXPECT_EQ(t.toTenMat(&rec), 0);
-    EXPECT_EQ(rec.data, t.data);
-    EXPECT_EQ(rec.dataByte, 480u);
-    EXPECT_EQ(rec.elementNum, 60);
+    EXPECT_TRUE(rec.data == t.data && rec.dataByte == 480u);
 
     std::vector<unsigned char> small(100, 0xab);
     TenMat tight{};
     tight.data = small.data();
     tight.dataByte = small.size();
-    {
-        qevo_test::ScratchDir dir;
-        qevo_test::set_marker("./AI_DEBUG", true);
-        std::string out = qevo_test::capture_stdout([&] { EXPECT_EQ(t.toTenMat(&tight), 2); });
-        EXPECT_NE(out.find("->toTenMat] TenMat donot have enough space, [100]<[480]"),
-                  std::string::npos);
-    }
+    EXPECT_TRUE(has(traced([&] { EXPECT_EQ(t.toTenMat(&tight), 2); }),
+                    "->toTenMat] TenMat donot have enough space, [100]<[480]"));
     EXPECT_EQ(tight.width, 0);
-    EXPECT_EQ(small, std::vector<unsigned char>(100, 0xab));
+    EXPECT_EQ(small, std::vector<unsigned char>(100, 0xab));  // nothing written past the room
 
-    std::vector<float> room(121, -1.f);
-    TenMat wide{};
-    wide.data = room.data();
-    wide.dataByte = room.size() * sizeof(float);
-    EXPECT_EQ(t.toTenMat(&wide), 0);
+    std::vector<float> room(121, -1.f);  // room to spare: copied, the rest untouched
+    tight.data = room.data();
+    tight.dataByte = room.size() * sizeof(float);
+    EXPECT_EQ(t.toTenMat(&tight), 0);
     EXPECT_EQ(std::vector<float>(room.begin(), room.end() - 1), src);
     EXPECT_EQ(room.back(), -1.f);
     EXPECT_EQ(t.toTenMat(nullptr), 1);
@@ -137,10 +132,7 @@ TEST(TensorMat, Resize) {
     TensorMat t = floats({1, 2, 3, 4}, 2, 2);
     ASSERT_EQ(t.resize(4, 4, false), 0);
     EXPECT_EQ(values(t), (std::vector<float>{1, 1, 2, 2, 1, 1, 2, 2, 3, 3, 4, 4, 3, 3, 4, 4}));
-    EXPECT_EQ(t.dataByte, 64);
-    EXPECT_EQ(t.wstride, 4);
-    ASSERT_EQ(t.resize(1, 1, false), 0);
-    EXPECT_EQ(values(t), (std::vector<float>{1}));
+    EXPECT_EQ((std::vector<int>{t.dataByte, t.wstride}), (std::vector<int>{64, 4}));
     // Width 3 to 2 takes columns 0 and 1, in every plane of every batch item.
     std::vector<float> rows = {10, 11, 12, 20, 21, 22, 30, 31, 32, 40, 41, 42};
     TensorMat planes(2, 2, 1, 3, CHW, rows.data(), AI_FLOAT, true);
@@ -160,7 +152,6 @@ TEST(TensorMat, Resize) {
     EXPECT_TRUE(b.DeepCopy);
     EXPECT_EQ(src, before);
     EXPECT_EQ(dims(b), (std::vector<int>{2, 3, 4, 7}));
-    EXPECT_EQ(b.dataByte, 672);
     const std::vector<float> got = values(b);
     for (int p = 0; p < 6; ++p) {
         std::vector<float> plane(src.begin() + p * 15, src.begin() + (p + 1) * 15);
@@ -170,37 +161,25 @@ TEST(TensorMat, Resize) {
 }
 
 TEST(TensorMat, ResizeRefusals) {
-    qevo_test::ScratchDir dir;
-    qevo_test::set_marker("./AI_DEBUG", true);
-    TensorMat u8(1, 1, 4, 4, CHW, AI_UINT8);
-    TensorMat hwc(1, 1, 4, 4, HWC, AI_FLOAT);
+    TensorMat u8(1, 1, 4, 4, CHW, AI_UINT8), hwc(1, 1, 4, 4, HWC, AI_FLOAT);
     TensorMat empty(1, 1, 1, 4, CHW, AI_BF16);
     empty.dataType = AI_FLOAT;
-    const struct {
-        TensorMat *t;
-        bool interpo;
-        const char *trace;
-    } cases[] = {
+    const struct { TensorMat *t; bool interpo; const char *trace; } cases[] = {
         {&u8, true, "->resize] only float type support"},
         {&hwc, false, "->resize_nearest_nhwc] resize_nearest_nhwc not support for now"},
         {&empty, false, "->resize_nearest_nchw] TensorMat is empty, should init first"},
         {&empty, true, "->resize_bilinear_nchw] TensorMat is empty, should init first"},
     };
-    for (const auto &k : cases) {
-        std::string out =
-            qevo_test::capture_stdout([&] { EXPECT_EQ(k.t->resize(2, 2, k.interpo), 1); });
-        EXPECT_NE(out.find(k.trace), std::string::npos) << k.trace;
-    }
-    std::string out = qevo_test::capture_stdout([&] { EXPECT_EQ(hwc.resize(2, 2, true), 1); });
-    EXPECT_EQ(out, "");
+    for (const auto &k : cases)
+        EXPECT_TRUE(has(traced([&] { EXPECT_EQ(k.t->resize(2, 2, k.interpo), 1); }), k.trace));
+    EXPECT_EQ(traced([&] { EXPECT_EQ(hwc.resize(2, 2, true), 1); }), "");
 
     TensorMat f(1, 2, 4, 4, CHW, AI_FLOAT);
     void *keep = f.data;
-    for (bool interpo : {false, true}) {
-        EXPECT_EQ(f.resize(0, 3, interpo), 1);
-        EXPECT_EQ(f.resize(3, -1, interpo), 1);
-        EXPECT_EQ(f.resize(50000, 50000, interpo), 1);
-    }
+    for (bool interpo : {false, true})
+        EXPECT_EQ(f.resize(0, 3, interpo) + f.resize(3, -1, interpo) +
+                      f.resize(50000, 50000, interpo),
+                  3);
     f.dataByte = 16;  // a buffer shorter than the shape is never read past
     EXPECT_EQ(f.resize(2, 2, false), 1);
     EXPECT_EQ(f.data, keep);
@@ -208,35 +187,22 @@ TEST(TensorMat, ResizeRefusals) {
 }
 
 TEST(TensorMat, NormsAndAddition) {
-    TensorMat a = floats({3, 4}, 1, 2);
-    a.l2_norm();
-    EXPECT_EQ(values(a), (std::vector<float>{0.6f, 0.8f}));
-    TensorMat b = floats({1, -3}, 1, 2);
-    b.l1_norm();
-    EXPECT_EQ(values(b), (std::vector<float>{0.25f, -0.75f}));
-    TensorMat z = floats({0, 0}, 1, 2);
-    z.l1_norm();
-    EXPECT_EQ(values(z), (std::vector<float>{0, 0}));
-    TensorMat c = floats({3, 0, 4, 2}, 2, 2);
-    c.des_l2_norm();
-    EXPECT_EQ(values(c), (std::vector<float>{0.6f, 0.f, 0.8f, 1.f}));
+    EXPECT_EQ(after({3, 4}, 1, 2, &TensorMat::l2_norm), (std::vector<float>{0.6f, 0.8f}));
+    EXPECT_EQ(after({1, -3}, 1, 2, &TensorMat::l1_norm), (std::vector<float>{0.25f, -0.75f}));
+    EXPECT_EQ(after({0, 0}, 1, 2, &TensorMat::l1_norm), (std::vector<float>{0, 0}));  // no 0/0
+    EXPECT_EQ(after({3, 0, 4, 2}, 2, 2, &TensorMat::des_l2_norm),
+              (std::vector<float>{0.6f, 0.f, 0.8f, 1.f}));
     std::vector<float> two = {3, 4, 3, 4};
     TensorMat planes(1, 2, 1, 2, CHW, two.data(), AI_FLOAT, true);
     planes.des_l2_norm();  // the first plane only
     EXPECT_EQ(values(planes), (std::vector<float>{1, 1, 3, 4}));
 
-    TensorMat x = floats({1, 2, 3}, 1, 3);
-    TensorMat y = floats({10, 20, 30}, 1, 3);
+    TensorMat x = floats({1, 2, 3}, 1, 3), y = floats({10, 20, 30}, 1, 3);
     EXPECT_EQ(x.add(&y), 0);
     EXPECT_EQ(values(x), (std::vector<float>{11, 22, 33}));
-    {
-        qevo_test::ScratchDir dir;
-        qevo_test::set_marker("./AI_DEBUG", true);
-        TensorMat col = floats({1, 2, 3}, 3, 1);
-        std::string out = qevo_test::capture_stdout([&] { EXPECT_EQ(x.add(&col), 1); });
-        EXPECT_NE(out.find("->add] both shape must be same, [1x1x1x3] != [1x1x3x1]"),
-                  std::string::npos);
-    }
+    TensorMat col = floats({1, 2, 3}, 3, 1);
+    EXPECT_TRUE(has(traced([&] { EXPECT_EQ(x.add(&col), 1); }),
+                    "->add] both shape must be same, [1x1x1x3] != [1x1x3x1]"));
     // No buffer (a type without a size), or a buffer shorter than elementNum
     // floats: nothing is read or written.
     TensorMat none(1, 1, 1, 3, CHW, AI_BF16);
