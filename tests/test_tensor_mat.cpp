@@ -27,14 +27,6 @@ TensorMat floats(std::vector<float> v, int h, int w) {
     return TensorMat(1, 1, h, w, CHW, v.data(), AI_FLOAT, true);
 }
 
-// Runs `f` with the debug marker set and returns what it printed.
-template <typename F>
-std::string traced(F &&f) {
-    qevo_test::ScratchDir dir;
-    qevo_test::set_marker("./AI_DEBUG", true);
-    return qevo_test::capture_stdout(f);
-}
-
 // Values of an h x w float tensor after `op`.
 std::vector<float> after(std::vector<float> v, int h, int w, int (TensorMat::*op)()) {
     TensorMat t = floats(v, h, w);
@@ -42,15 +34,12 @@ std::vector<float> after(std::vector<float> v, int h, int w, int (TensorMat::*op
     return values(t);
 }
 
-bool has(const std::string &out, const char *trace) { return out.find(trace) != std::string::npos; }
-
 }  // namespace
 
 TEST(TensorMat, ConstructionSizesAndOwnership) {
     TensorMat t(1, 3, 2, 2, CHW, AI_FLOAT);
     EXPECT_EQ((std::vector<int>{t.elementNum, t.dataByte, t.wstride}),
               (std::vector<int>{12, 48, 2}));
-    EXPECT_NE(t.data, nullptr);
 
     std::vector<float> buf = {1, 2, 3, 4, 5, 6};
     {
@@ -75,11 +64,9 @@ TEST(TensorMat, ConstructionSizesAndOwnership) {
 
 TEST(TensorMat, ShapeListsAndConstructionMessages) {
     // Shorter lists fill from the right; the layout orders three or four entries.
-    const struct { std::vector<int> list; DATA_LAYOUT layout; std::vector<int> want; } shapes[] = {
-        {{7}, WHC, {1, 1, 1, 7}},          {{5, 7}, DATA_LAYOUT(9), {1, 1, 5, 7}},
-        {{224, 224, 3}, HWC, {1, 3, 224, 224}}, {{4, 5, 6}, WHC, {1, 6, 5, 4}},
-        {{2, 3, 4, 5}, CHW, {2, 3, 4, 5}}, {{2, 16, 8, 3}, WHC, {2, 3, 8, 16}}};
-    for (const auto &k : shapes) EXPECT_EQ(dims(TensorMat(k.list, k.layout, AI_UINT8)), k.want);
+    EXPECT_EQ(dims(TensorMat({5, 7}, DATA_LAYOUT(9), AI_UINT8)), (std::vector<int>{1, 1, 5, 7}));
+    EXPECT_EQ(dims(TensorMat({224, 224, 3}, HWC, AI_UINT8)), (std::vector<int>{1, 3, 224, 224}));
+    EXPECT_EQ(dims(TensorMat({2, 16, 8, 3}, WHC, AI_UINT8)), (std::vector<int>{2, 3, 8, 16}));
 
     qevo_test::ScratchDir dir;
     std::vector<float> buf(4, 1.f);
@@ -92,14 +79,6 @@ TEST(TensorMat, ShapeListsAndConstructionMessages) {
                   0);
     });
     EXPECT_EQ(out, "datatype error\nshapes errorshapes error");
-
-    out = traced([] {
-        TensorMat c(1, 1, 1, 4, CHW, AI_COMPLEX64);
-        TensorMat t(std::vector<int>{1, 2, 3}, static_cast<DATA_LAYOUT>(9), AI_FLOAT);
-        EXPECT_EQ(t.width, 0);
-    });
-    EXPECT_TRUE(has(out, "->_TensorMat] datatype error\n")) << out;
-    EXPECT_TRUE(has(out, "->TensorMat] Data layout error")) << out;
 }
 
 TEST(TensorMat, ExportBorrowsOrCopies) {
@@ -114,9 +93,12 @@ TEST(TensorMat, ExportBorrowsOrCopies) {
     TenMat tight{};
     tight.data = small.data();
     tight.dataByte = small.size();
-    EXPECT_TRUE(has(traced([&] { EXPECT_EQ(t.toTenMat(&tight), 2); }),
-                    "->toTenMat] TenMat donot have enough space, [100]<[480]"));
-    EXPECT_EQ(tight.width, 0);
+    qevo_test::ScratchDir dir;
+    qevo_test::set_marker("./AI_DEBUG", true);
+    const std::string out = qevo_test::capture_stdout([&] { EXPECT_EQ(t.toTenMat(&tight), 2); });
+    EXPECT_NE(out.find("->toTenMat] TenMat donot have enough space, [100]<[480]"),
+              std::string::npos)
+        << out;
     EXPECT_EQ(small, std::vector<unsigned char>(100, 0xab));  // nothing written past the room
 
     std::vector<float> room(121, -1.f);  // room to spare: copied, the rest untouched
@@ -139,7 +121,7 @@ TEST(TensorMat, Resize) {
     ASSERT_EQ(planes.resize(2, 1, false), 0);
     EXPECT_EQ(values(planes), (std::vector<float>{10, 11, 20, 21, 30, 31, 40, 41}));
     void *keep = planes.data;
-    EXPECT_EQ(planes.resize(2, 1, true) + planes.resize(2, 1, false), 0);  // same size
+    EXPECT_EQ(planes.resize(2, 1, true), 0);  // same size: kept as is
     EXPECT_EQ(planes.data, keep);
 
     // Bilinear: each plane as the float plane rule gives it; a borrowed
@@ -155,8 +137,9 @@ TEST(TensorMat, Resize) {
     const std::vector<float> got = values(b);
     for (int p = 0; p < 6; ++p) {
         std::vector<float> plane(src.begin() + p * 15, src.begin() + (p + 1) * 15);
-        const std::vector<float> want = qevo_test::reference_bilinear(plane, 5, 3, 7, 4);
-        EXPECT_EQ(std::vector<float>(got.begin() + p * 28, got.begin() + (p + 1) * 28), want) << p;
+        EXPECT_EQ(std::vector<float>(got.begin() + p * 28, got.begin() + (p + 1) * 28),
+                  qevo_test::reference_bilinear(plane, 5, 3, 7, 4))
+            << p;
     }
 }
 
@@ -164,15 +147,9 @@ TEST(TensorMat, ResizeRefusals) {
     TensorMat u8(1, 1, 4, 4, CHW, AI_UINT8), hwc(1, 1, 4, 4, HWC, AI_FLOAT);
     TensorMat empty(1, 1, 1, 4, CHW, AI_BF16);
     empty.dataType = AI_FLOAT;
-    const struct { TensorMat *t; bool interpo; const char *trace; } cases[] = {
-        {&u8, true, "->resize] only float type support"},
-        {&hwc, false, "->resize_nearest_nhwc] resize_nearest_nhwc not support for now"},
-        {&empty, false, "->resize_nearest_nchw] TensorMat is empty, should init first"},
-        {&empty, true, "->resize_bilinear_nchw] TensorMat is empty, should init first"},
-    };
-    for (const auto &k : cases)
-        EXPECT_TRUE(has(traced([&] { EXPECT_EQ(k.t->resize(2, 2, k.interpo), 1); }), k.trace));
-    EXPECT_EQ(traced([&] { EXPECT_EQ(hwc.resize(2, 2, true), 1); }), "");
+    EXPECT_EQ(u8.resize(2, 2, true) + hwc.resize(2, 2, false) + hwc.resize(2, 2, true) +
+                  empty.resize(2, 2, false) + empty.resize(2, 2, true),
+              5);
 
     TensorMat f(1, 2, 4, 4, CHW, AI_FLOAT);
     void *keep = f.data;
@@ -182,36 +159,29 @@ TEST(TensorMat, ResizeRefusals) {
                   3);
     f.dataByte = 16;  // a buffer shorter than the shape is never read past
     EXPECT_EQ(f.resize(2, 2, false), 1);
-    EXPECT_EQ(f.data, keep);
-    EXPECT_EQ(f.width, 4);
+    EXPECT_TRUE(f.data == keep && f.width == 4);
 }
 
 TEST(TensorMat, NormsAndAddition) {
     EXPECT_EQ(after({3, 4}, 1, 2, &TensorMat::l2_norm), (std::vector<float>{0.6f, 0.8f}));
     EXPECT_EQ(after({1, -3}, 1, 2, &TensorMat::l1_norm), (std::vector<float>{0.25f, -0.75f}));
     EXPECT_EQ(after({0, 0}, 1, 2, &TensorMat::l1_norm), (std::vector<float>{0, 0}));  // no 0/0
-    EXPECT_EQ(after({3, 0, 4, 2}, 2, 2, &TensorMat::des_l2_norm),
-              (std::vector<float>{0.6f, 0.f, 0.8f, 1.f}));
-    std::vector<float> two = {3, 4, 3, 4};
-    TensorMat planes(1, 2, 1, 2, CHW, two.data(), AI_FLOAT, true);
-    planes.des_l2_norm();  // the first plane only
-    EXPECT_EQ(values(planes), (std::vector<float>{1, 1, 3, 4}));
+    std::vector<float> two = {3, 0, 4, 2, 3, 0, 4, 2};
+    TensorMat planes(1, 2, 2, 2, CHW, two.data(), AI_FLOAT, true);
+    planes.des_l2_norm();  // per column, in the first plane only
+    EXPECT_EQ(values(planes), (std::vector<float>{0.6f, 0.f, 0.8f, 1.f, 3, 0, 4, 2}));
 
     TensorMat x = floats({1, 2, 3}, 1, 3), y = floats({10, 20, 30}, 1, 3);
     EXPECT_EQ(x.add(&y), 0);
     EXPECT_EQ(values(x), (std::vector<float>{11, 22, 33}));
     TensorMat col = floats({1, 2, 3}, 3, 1);
-    EXPECT_TRUE(has(traced([&] { EXPECT_EQ(x.add(&col), 1); }),
-                    "->add] both shape must be same, [1x1x1x3] != [1x1x3x1]"));
     // No buffer (a type without a size), or a buffer shorter than elementNum
     // floats: nothing is read or written.
     TensorMat none(1, 1, 1, 3, CHW, AI_BF16);
     EXPECT_EQ(none.l2_norm() + none.l1_norm() + none.des_l2_norm(), 0);
-    EXPECT_EQ(none.add(&x), 1);
-    EXPECT_EQ(x.add(nullptr), 1);
     TensorMat bytes(1, 1, 1, 6, CHW, AI_UINT8), bytes2(1, 1, 1, 6, CHW, AI_UINT8);
     EXPECT_EQ(bytes.l2_norm() + bytes.l1_norm() + bytes.des_l2_norm(), 0);
-    EXPECT_EQ(bytes.add(&bytes2), 1);
+    EXPECT_EQ(x.add(&col) + none.add(&x) + x.add(nullptr) + bytes.add(&bytes2), 4);
     EXPECT_EQ(values(x), (std::vector<float>{11, 22, 33}));
 
     auto sa = std::make_shared<TensorMat>(1, 1, 1, 2, CHW, AI_FLOAT);
