@@ -87,8 +87,9 @@ TEST(Concat, FailuresReportAndCopyNothing) {
                   concat_depth({&A, &B}, &ints) + concat_batch({&A, nullptr}, &dst6),
               8);
     // The debug trace names the failing join, then the dispatcher.
-    const std::string out =
-        qevo_test::capture_stdout([&] { EXPECT_EQ(concat({&A, &B}, 1, &dst5), 1); });
+    const std::string out = qevo_test::capture_stdout([&] {
+        EXPECT_EQ(concat({&A, &B}, 1, &dst5), 1);
+    });
     const size_t pos = out.find("->concat_depth] ConCat error: dstMat attr not matched");
     EXPECT_NE(pos, std::string::npos) << out;
     EXPECT_NE(out.find("->concat] concat error", pos), std::string::npos) << out;

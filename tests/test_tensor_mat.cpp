@@ -111,15 +111,12 @@ TEST(TensorMat, ExportBorrowsOrCopies) {
 }
 
 TEST(TensorMat, Resize) {
-    TensorMat t = floats({1, 2, 3, 4}, 2, 2);
-    ASSERT_EQ(t.resize(4, 4, false), 0);
-    EXPECT_EQ(values(t), (std::vector<float>{1, 1, 2, 2, 1, 1, 2, 2, 3, 3, 4, 4, 3, 3, 4, 4}));
-    EXPECT_EQ((std::vector<int>{t.dataByte, t.wstride}), (std::vector<int>{64, 4}));
-    // Width 3 to 2 takes columns 0 and 1, in every plane of every batch item.
+    // Nearest: width 3 to 2 takes columns 0 and 1, in every plane of every batch item.
     std::vector<float> rows = {10, 11, 12, 20, 21, 22, 30, 31, 32, 40, 41, 42};
     TensorMat planes(2, 2, 1, 3, CHW, rows.data(), AI_FLOAT, true);
     ASSERT_EQ(planes.resize(2, 1, false), 0);
     EXPECT_EQ(values(planes), (std::vector<float>{10, 11, 20, 21, 30, 31, 40, 41}));
+    EXPECT_EQ((std::vector<int>{planes.dataByte, planes.wstride}), (std::vector<int>{32, 2}));
     void *keep = planes.data;
     EXPECT_EQ(planes.resize(2, 1, true), 0);  // same size: kept as is
     EXPECT_EQ(planes.data, keep);
@@ -154,9 +151,9 @@ TEST(TensorMat, ResizeRefusals) {
     TensorMat f(1, 2, 4, 4, CHW, AI_FLOAT);
     void *keep = f.data;
     for (bool interpo : {false, true})
-        EXPECT_EQ(f.resize(0, 3, interpo) + f.resize(3, -1, interpo) +
-                      f.resize(50000, 50000, interpo),
-                  3);
+        EXPECT_EQ(
+            f.resize(0, 3, interpo) + f.resize(3, -1, interpo) + f.resize(50000, 50000, interpo),
+            3);
     f.dataByte = 16;  // a buffer shorter than the shape is never read past
     EXPECT_EQ(f.resize(2, 2, false), 1);
     EXPECT_TRUE(f.data == keep && f.width == 4);
