@@ -167,8 +167,7 @@ INSTANTIATE_TEST_SUITE_P(Paths, ResizeSimd, ::testing::ValuesIn(vector_paths()),
 TEST(ResizeSimdSelection, UnknownOrMissingPathFallsBack) {
     std::mt19937 rng(5);
     for (const char *name : {"neon", "avx2", "sse41", "altivec", ""})
-        for (int n = 1; n <= 4; ++n)
-            ASSERT_TRUE(same_as_scalar(name, Case{n, 77, 13, 50, 31, 1, 2}, rng)) << name;
+        ASSERT_TRUE(same_as_scalar(name, Case{3, 77, 13, 50, 31, 1, 2}, rng)) << name;
 }
 
 }  // namespace

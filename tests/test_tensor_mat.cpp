@@ -44,10 +44,8 @@ TEST(TensorMat, ConstructionSizesAndOwnership) {
     std::vector<float> buf = {1, 2, 3, 4, 5, 6};
     {
         TensorMat wrap(std::vector<int>{2, 3}, CHW, buf.data(), AI_FLOAT, false);
-        EXPECT_EQ(wrap.data, buf.data());
         TensorMat copy(1, 1, 2, 3, CHW, buf.data(), AI_FLOAT, true);
-        EXPECT_NE(copy.data, buf.data());
-        EXPECT_EQ(values(copy), buf);
+        EXPECT_TRUE(wrap.data == buf.data() && copy.data != buf.data() && values(copy) == buf);
         void *p = copy.data;
         TensorMat moved(std::move(copy));
         EXPECT_TRUE(moved.data == p && copy.data == nullptr);
@@ -91,8 +89,7 @@ TEST(TensorMat, ExportBorrowsOrCopies) {
 
     std::vector<unsigned char> small(100, 0xab);
     TenMat tight{};
-    tight.data = small.data();
-    tight.dataByte = small.size();
+    tight.data = small.data(), tight.dataByte = small.size();
     qevo_test::ScratchDir dir;
     qevo_test::set_marker("./AI_DEBUG", true);
     const std::string out = qevo_test::capture_stdout([&] { EXPECT_EQ(t.toTenMat(&tight), 2); });
@@ -102,11 +99,10 @@ TEST(TensorMat, ExportBorrowsOrCopies) {
     EXPECT_EQ(small, std::vector<unsigned char>(100, 0xab));  // nothing written past the room
 
     std::vector<float> room(121, -1.f);  // room to spare: copied, the rest untouched
-    tight.data = room.data();
-    tight.dataByte = room.size() * sizeof(float);
+    tight.data = room.data(), tight.dataByte = room.size() * sizeof(float);
     EXPECT_EQ(t.toTenMat(&tight), 0);
-    EXPECT_EQ(std::vector<float>(room.begin(), room.end() - 1), src);
-    EXPECT_EQ(room.back(), -1.f);
+    src.push_back(-1.f);
+    EXPECT_EQ(room, src);
     EXPECT_EQ(t.toTenMat(nullptr), 1);
 }
 
@@ -128,8 +124,7 @@ TEST(TensorMat, Resize) {
     const std::vector<float> before = src;
     TensorMat b(2, 3, 3, 5, CHW, src.data(), AI_FLOAT, false);
     ASSERT_EQ(b.resize(7, 4, true), 0);
-    EXPECT_TRUE(b.DeepCopy);
-    EXPECT_EQ(src, before);
+    EXPECT_TRUE(b.DeepCopy && src == before);
     EXPECT_EQ(dims(b), (std::vector<int>{2, 3, 4, 7}));
     const std::vector<float> got = values(b);
     for (int p = 0; p < 6; ++p) {
