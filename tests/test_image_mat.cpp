@@ -114,25 +114,17 @@ TEST(ImageMat, ResizeByFormat) {
 TEST(ImageMat, ResizeRefusalsLeaveImageUnchanged) {
     std::vector<unsigned char> px = ramp(48);
     EXPECT_EQ(ImageMat().resize(2, 2), 1);
-    struct Case {
-        int w, c;
-        INPUT_LAYOUT f;
-        int dw, dh;
-    };
-    const Case refused[] = {
-        {4, 1, NV21, 2, 2},
-        {4, 3, static_cast<INPUT_LAYOUT>(42), 2, 2},
-        {4, 3, RGB, 0, 2},
-        {1, 3, RGB, 2, 2},  // one column cannot be interpolated
-        {4, 3, RGB, 60000, 60000},
-        {4, 1, RGB, 2, 2},  // a buffer of 4x4x1 bytes is too small for RGB
-    };
-    for (const Case &k : refused) {
-        ImageMat img = make(k.w, 4, k.c, k.f, px, true);
+    // {w, c, format, dw, dh}: NV21, unknown format, empty target, one column (cannot be
+    // interpolated), oversized target, a 4x4x1 buffer too small for RGB.
+    const int refused[][5] = {{4, 1, NV21, 2, 2}, {4, 3, 42, 2, 2},          {4, 3, RGB, 0, 2},
+                              {1, 3, RGB, 2, 2},  {4, 3, RGB, 60000, 60000}, {4, 1, RGB, 2, 2}};
+    for (const auto &k : refused) {
+        ImageMat img = make(k[0], 4, k[1], static_cast<INPUT_LAYOUT>(k[2]), px, true);
         unsigned char *keep = img.data;
-        EXPECT_EQ(img.resize(k.dw, k.dh), 1);
-        EXPECT_TRUE(img.data == keep && img.width == k.w) << k.w << "x4x" << k.c << " -> " << k.dw;
-        EXPECT_TRUE(same(img.data, px.data(), k.w * 4 * k.c));
+        EXPECT_EQ(img.resize(k[3], k[4]), 1);
+        EXPECT_TRUE(img.data == keep && img.width == k[0] &&
+                    same(img.data, px.data(), k[0] * 4 * k[1]))
+            << k[0] << "x4x" << k[1] << " -> " << k[3];
     }
     // The debug trace names the refusal.
     qevo_test::ScratchDir dir;
