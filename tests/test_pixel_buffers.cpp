@@ -30,8 +30,7 @@ TEST(Activations, SigmoidAndSoftmax) {
     EXPECT_EQ(KIVEX::softmax({1.0f, 2.0f, -1.0f}),
               (std::vector<float>{std::exp(1.0f) / total, std::exp(2.0f) / total,
                                   std::exp(-1.0f) / total}));
-    // Not shifted by the maximum: one overflowing score gives NaN there and 0
-    // for the finite ones.
+    // Not shifted by the maximum: an overflowing score gives NaN, the finite ones 0.
     const std::vector<float> o = KIVEX::softmax({1.0f, 100.0f, 2.0f});
     EXPECT_TRUE(o.size() == 3 && o[0] == 0.0f && std::isnan(o[1]) && o[2] == 0.0f);
 }
@@ -63,7 +62,6 @@ Bytes window(const Bytes &src, size_t off, int rows, int row_bytes, int stride) 
 
 // The crop, then guard bytes that must stay untouched.
 void expect_crop(const Bytes &dst, const Bytes &want) {
-    ASSERT_GT(dst.size(), want.size());
     EXPECT_EQ(Bytes(dst.begin(), dst.begin() + want.size()), want);
     EXPECT_EQ(Bytes(dst.begin() + want.size(), dst.end()), Bytes(dst.size() - want.size(), 0xEE));
 }
