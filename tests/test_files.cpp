@@ -39,23 +39,9 @@ std::string md5sum_of(const std::string &plain_name) {
     return std::string(buf).substr(0, 32);
 }
 
-// A printed trace line of function `func` with message `msg`.
-::testing::AssertionResult is_trace(const std::string &out, const std::string &func,
-                                    const std::string &msg) {
-    const std::string tail = "->" + func + "] " + msg;
-    if (out.rfind("\n[DEBUG:", 0) == 0 && out.size() >= tail.size() &&
-        out.compare(out.size() - tail.size(), tail.size(), tail) == 0)
-        return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << "not a trace ending in '" << tail << "': " << out;
-}
-
 TEST(Directories, ListingAppendsEveryEntry) {
     ScratchDir dir;
-    ASSERT_EQ(mkdir("empty", 0755), 0);
     std::vector<std::string> names = {"kept"};
-    EXPECT_EQ(KIVEX::GetDirNames("empty", names), 0);
-    EXPECT_EQ(names, std::vector<std::string>{"kept"});
-
     ASSERT_EQ(mkdir("d", 0755) + mkdir("d/sub", 0755), 0);
     write_file("d/a.txt", "x");
     ASSERT_EQ(symlink("a.txt", "d/link"), 0);
@@ -63,24 +49,16 @@ TEST(Directories, ListingAppendsEveryEntry) {
     std::sort(names.begin() + 1, names.end());
     EXPECT_EQ(names, (std::vector<std::string>{"kept", "d/a.txt", "d/link", "d/sub"}));
 
-    names.clear();
-    write_file("d/sub/z", "");
-    EXPECT_EQ(KIVEX::GetDirNames("d/sub/", names), 0);
-    EXPECT_EQ(names, std::vector<std::string>{"d/sub//z"});
-
     int ret = 0;
     EXPECT_EQ(capture_stdout([&] { ret = KIVEX::GetDirNames("missing", names); }),
               "dripath not exist, path: missing\n");
-    EXPECT_EQ(ret, -1);
-    EXPECT_EQ(names.size(), 1u);
+    EXPECT_TRUE(ret == -1 && names.size() == 4u);
 }
 
 TEST(Strings, SplitStrAndSplitKeyname) {
     std::vector<std::string> t = {"old"};
     KIVEX::splitStr("a,,b,", t, ',');
     EXPECT_EQ(t, (std::vector<std::string>{"a", "b"}));
-    KIVEX::splitStr(",,x y,,z", t, ',');
-    EXPECT_EQ(t, (std::vector<std::string>{"x y", "z"}));
     KIVEX::splitStr("", t, ',');
     EXPECT_TRUE(t.empty());
 
@@ -91,10 +69,7 @@ TEST(Strings, SplitStrAndSplitKeyname) {
     // Trailing slashes, leading dots, names without a usable component.
     const char *const cases[][3] = {{"dir/sub/", "sub", "imgname: sub\n"},
                                     {".hidden", "hidden", "imgname: .hidden\n"},
-                                    {"a/...", "", "imgname: ...\n"},
-                                    {"", "", ""},
-                                    {"/", "", ""},
-                                    {"///", "", ""}};
+                                    {"/", "", ""}};
     for (const auto &c : cases) {
         EXPECT_EQ(capture_stdout([&] { key = KIVEX::splitKeyname(c[0]); }), c[2]) << c[0];
         EXPECT_EQ(key, c[1]) << c[0];
@@ -105,13 +80,10 @@ TEST(BinaryFiles, LoadSizeRulesSaveAndFailures) {
     ScratchDir dir;
     const float values[3] = {1.5f, -2.25f, 1e-3f};
     const std::string raw(reinterpret_cast<const char *>(values), sizeof values);
-    float dst[4];
-    for (int extra = 0; extra < 4; ++extra) {  // 12 to 15 bytes hold 3 whole floats
-        write_file("f.bin", raw + std::string(extra, '\x7f'));
-        std::fill(dst, dst + 4, 9.0f);
-        EXPECT_EQ(KIVEX::loadbin2float("f.bin", dst, 3), 0);
-        EXPECT_EQ(std::vector<float>(dst, dst + 4), (std::vector<float>{1.5f, -2.25f, 1e-3f, 9}));
-    }
+    float dst[4] = {9, 9, 9, 9};
+    write_file("f.bin", raw + "xyz");  // 12 to 15 bytes hold 3 whole floats
+    EXPECT_EQ(KIVEX::loadbin2float("f.bin", dst, 3), 0);
+    EXPECT_EQ(std::vector<float>(dst, dst + 4), (std::vector<float>{1.5f, -2.25f, 1e-3f, 9}));
     write_file("f.bin", raw + "abcd");
     write_file("u.bin", "hello");
     unsigned char bytes[6] = {0, 0, 0, 0, 0, 0};
@@ -127,24 +99,19 @@ TEST(BinaryFiles, LoadSizeRulesSaveAndFailures) {
     EXPECT_EQ(r1 + r2, 2);
     EXPECT_EQ(dst[0], 9);
 
-    // Missing files and directories are not reported and leave dst alone.
-    ASSERT_EQ(mkdir("adir", 0755), 0);
-    for (const char *name : {"nothing.bin", "adir"}) {
-        EXPECT_EQ(capture_stdout([&] {
-                      EXPECT_EQ(KIVEX::loadbin2float(name, dst, 3), 0);
-                      EXPECT_EQ(KIVEX::loadbin2uint8(name, bytes, 5), 0);
-                  }),
-                  "");
-        EXPECT_TRUE(dst[0] == 9 && bytes[0] == 'h');
-    }
+    // Missing files are not reported and leave dst alone.
+    EXPECT_EQ(capture_stdout([&] {
+                  EXPECT_EQ(KIVEX::loadbin2float("nothing.bin", dst, 3), 0);
+                  EXPECT_EQ(KIVEX::loadbin2uint8("nothing.bin", bytes, 5), 0);
+              }),
+              "");
+    EXPECT_TRUE(dst[0] == 9 && bytes[0] == 'h');
 
-    // Saving: the exact bytes, truncation, and an unwritable path.
+    // Saving: the exact bytes, and an unwritable path.
     float saved[3] = {3.0f, -0.5f, 7.25f};
     char name[] = "out.bin", bad[] = "no/such/dir/x.bin";
     EXPECT_EQ(KIVEX::savefloat2bin(saved, 3, name), 0);
     EXPECT_EQ(read_file("out.bin"), std::string(reinterpret_cast<char *>(saved), sizeof saved));
-    EXPECT_EQ(KIVEX::savefloat2bin(saved, 0, name), 0);
-    EXPECT_EQ(read_file("out.bin"), "");
     EXPECT_EQ(capture_stdout([&] { r1 = KIVEX::savefloat2bin(saved, 3, bad); }),
               "file no/such/dir/x.bin open failed\n");
     EXPECT_EQ(r1, 1);
@@ -165,19 +132,14 @@ TEST(Md5, DigestsAgreeWithTheSystemTool) {
     for (int i = 0; i < 100000; ++i) blob += static_cast<char>(i * 31 % 251);
     write_file("blob.bin", blob);
     const std::string expected = md5sum_of("blob.bin");
-    ASSERT_EQ(expected.size(), 32u);
     EXPECT_EQ(KIVEX::get_md5("blob.bin"), expected);
     // Blanks, single quotes and other characters that are plain inside double quotes.
     write_file("my file's (1) & *.bin", blob);
     EXPECT_EQ(KIVEX::get_md5("my file's (1) & *.bin"), expected);
 
     EXPECT_EQ(KIVEX::checkMD5("blob.bin", expected), 0);
-    std::string upper = expected;
-    std::transform(upper.begin(), upper.end(), upper.begin(), ::toupper);
-    ASSERT_NE(upper, expected);
-    EXPECT_EQ(KIVEX::checkMD5("blob.bin", upper), 1);
+    EXPECT_EQ(KIVEX::checkMD5("abc.txt", "900150983CD24FB0D6963F7D28E17F72"), 1);  // case counts
     EXPECT_EQ(KIVEX::checkMD5("missing.bin", ""), 0);  // both digests empty
-    EXPECT_EQ(KIVEX::checkMD5("missing.bin", expected), 1);
 }
 
 TEST(Md5, RefusedNamesNeverReachTheShellAndTracesAreGated) {
@@ -194,61 +156,41 @@ TEST(Md5, RefusedNamesNeverReachTheShellAndTracesAreGated) {
     // Failures are traced only with ./AI_DEBUG.
     const std::string abc_md5 = "900150983cd24fb0d6963f7d28e17f72";
     write_file("abc.txt", "abc");
-    EXPECT_EQ(capture_stdout([&] {
-                  KIVEX::get_md5("missing.bin");
-                  KIVEX::get_md5("dol$lar");
-                  KIVEX::checkMD5("abc.txt", "ABC");
-              }),
-              "");
+    EXPECT_EQ(capture_stdout([&] { KIVEX::checkMD5("abc.txt", "ABC"); }), "");
     set_marker("./AI_DEBUG", true);
-    EXPECT_TRUE(is_trace(capture_stdout([] { KIVEX::get_md5("missing.bin"); }), "get_md5",
-                         "Error: Failed to compute MD5 for missing.bin"));
-    EXPECT_TRUE(is_trace(capture_stdout([] { KIVEX::checkMD5("abc.txt", "ABC"); }), "checkMD5",
-                         "md5 not matched, filemd5: " + abc_md5 + ", targetmd5: ABC"));
+    const std::string out = capture_stdout([] { KIVEX::checkMD5("abc.txt", "ABC"); });
+    const std::string tail =
+        "->checkMD5] md5 not matched, filemd5: " + abc_md5 + ", targetmd5: ABC";
+    EXPECT_EQ(out.rfind("\n[DEBUG:", 0), 0u) << out;
+    EXPECT_TRUE(out.size() > tail.size() && out.substr(out.size() - tail.size()) == tail) << out;
     EXPECT_EQ(capture_stdout([&] { KIVEX::checkMD5("abc.txt", abc_md5); }), "");
 }
 
-static_assert(!std::is_copy_constructible<RawReader>::value, "a reader owns its file handle");
-static_assert(!std::is_copy_assignable<RawReader>::value, "a reader owns its file handle");
+static_assert(!std::is_copy_constructible<RawReader>::value &&
+                  !std::is_copy_assignable<RawReader>::value,
+              "a reader owns its file handle");
 
 TEST(RawReaderStates, RefusedUnopenedAndOpen) {
     ScratchDir dir;
     // 10-byte header, then 3 frames of 4 x 2 x 1 samples of 2 bytes, then 5 stray bytes.
     write_file("frames.raw", std::string(10 + 3 * 16 + 5, '\1'));
-    // Refused data type and missing file: no handle, no size, every call -1;
-    // traced only with ./AI_DEBUG.
-    auto unopened = [](const char *file, decltype(QEVO::AI_FLOAT) type, const char *name) {
-        RawReader r(file, 4, 2, 1, 10, type);
-        EXPECT_TRUE(r.m_F == nullptr && r.m_rawname == name && r.m_datatype == QEVO::AI_UINT8);
-        EXPECT_EQ(r.m_width + r.m_height + r.m_channel + r.m_headerLEN, 0);
+    // Refused data type and missing file: no handle, no size, every call -1.
+    for (const auto &k : {std::make_pair("frames.raw", QEVO::AI_FLOAT),
+                          std::make_pair("absent.raw", QEVO::AI_UINT16)}) {
+        RawReader r(k.first, 4, 2, 1, 10, k.second);
+        EXPECT_TRUE(r.m_F == nullptr && r.m_datatype == QEVO::AI_UINT8 && r.m_width == 0);
         EXPECT_TRUE(r.get_frameNum() == -1 && r.set_seek() == -1 && r.read() == -1);
-    };
-    EXPECT_EQ(capture_stdout([&] {
-                  unopened("frames.raw", QEVO::AI_FLOAT, "");
-                  unopened("absent.raw", QEVO::AI_UINT16, "absent.raw");
-              }),
-              "");
-    set_marker("./AI_DEBUG", true);
-    EXPECT_TRUE(is_trace(capture_stdout([&] { unopened("frames.raw", QEVO::AI_INT32, ""); }),
-                         "RawReader", "RawReader only support uint8/uint16/int16"));
-    EXPECT_TRUE(
-        is_trace(capture_stdout([&] { unopened("absent.raw", QEVO::AI_INT16, "absent.raw"); }),
-                 "RawReader", "rawfile open failed"));
-    set_marker("./AI_DEBUG", false);
+    }
 
     RawReader open16("frames.raw", 4, 2, 1, 10, QEVO::AI_INT16);
     ASSERT_NE(open16.m_F, nullptr);
-    EXPECT_EQ(open16.m_datatype, QEVO::AI_INT16);
     ASSERT_EQ(std::fseek(open16.m_F, 3, SEEK_SET), 0);
     EXPECT_EQ(open16.get_frameNum(), 3);
     EXPECT_TRUE(open16.set_seek() == -1 && open16.read() == -1);
     EXPECT_EQ(std::ftell(open16.m_F), 3);  // the position never moves
     EXPECT_EQ(RawReader("frames.raw", 4, 2, 1, 10, QEVO::AI_UINT8).get_frameNum(),
               (3 * 16 + 5) / 8);
-    EXPECT_EQ(RawReader("frames.raw", 4, 2, 1, 1000, QEVO::AI_UINT16).get_frameNum(), 0);
-    RawReader odd("frames.raw", -4, 0, 7, -10, QEVO::AI_UINT16);  // stored unchecked
-    EXPECT_EQ(odd.m_width * 100 + odd.m_channel * 10 + odd.m_headerLEN, -400 + 70 - 10);
-    EXPECT_EQ(odd.get_frameNum(), -1);
+    EXPECT_EQ(RawReader("frames.raw", -4, 0, 7, -10, QEVO::AI_UINT16).get_frameNum(), -1);
 }
 
 }  // namespace

@@ -42,9 +42,8 @@ std::vector<int> ids(const std::vector<Box> &boxes) {
     return out;
 }
 
-// Random boxes with distinct scores and sides of 21 pixels or more (so that
-// every self-overlap exceeds the thresholds used); half on whole-pixel corners so
-// that exact ties between overlap and threshold come up.
+// Random boxes with distinct scores and sides of 21 pixels or more (every
+// self-overlap exceeds the thresholds used); half on whole-pixel corners for ties.
 std::vector<Box> random_boxes(std::mt19937 &rng, int n, int classes, float lo = 0.0f,
                               float hi = 300.0f, float max_side = 80.0f) {
     std::uniform_real_distribution<float> pos(lo, hi), size(20.0f, max_side);
@@ -70,63 +69,55 @@ float side(float a1, float a2, float b1, float b2) {
     return std::min(a2, b2) - std::max(a1, b1) + 1;
 }
 float clamp0(float v) { return v > 0 ? v : 0; }
-float pixels(const Box &b) { return (b.y2 - b.y1 + 1) * (b.x2 - b.x1 + 1); }
-void sort_by(std::vector<Box> &v, bool (*before)(const Box &, const Box &)) {
-    std::sort(v.begin(), v.end(), before);
+float inter(const Box &a, const Box &b) {
+    return clamp0(side(a.x1, a.x2, b.x1, b.x2)) * clamp0(side(a.y1, a.y2, b.y1, b.y2));
 }
+float pixels(const Box &b) { return (b.y2 - b.y1 + 1) * (b.x2 - b.x1 + 1); }
+bool lower_score(const Box &a, const Box &b) { return a.score < b.score; }
 
 std::vector<Box> ref_nms(std::vector<Box> input, float thr, int type) {
-    sort_by(input, [](const Box &a, const Box &b) { return a.score < b.score; });
+    std::sort(input.begin(), input.end(), lower_score);
     std::multimap<float, int> vScores;
     for (int i = 0; i < (int)input.size(); ++i) vScores.insert({input[i].score, i});
     std::vector<Box> out;
     while (!vScores.empty()) {
         const Box &p = input[std::prev(vScores.end())->second];
         out.push_back(p);
-        const size_t before = vScores.size();
         for (auto it = vScores.begin(); it != vScores.end();) {
             const Box &a = input[it->second];
-            float IOU = clamp0(side(a.x1, a.x2, p.x1, p.x2)) * clamp0(side(a.y1, a.y2, p.y1, p.y2));
+            float IOU = inter(a, p);
             if (type == 1) IOU = IOU / (a.area + p.area - IOU);
             if (type == 2) IOU = IOU / (a.area < p.area ? a.area : p.area);
             it = IOU > thr ? vScores.erase(it) : std::next(it);
         }
-        EXPECT_LT(vScores.size(), before) << "reference cannot end";
-        if (vScores.size() == before) break;
     }
     return out;
 }
 
 std::vector<Box> ref_nms1(std::vector<Box> input, float thr) {
-    sort_by(input, [](const Box &a, const Box &b) { return a.score > b.score; });
+    std::sort(input.rbegin(), input.rend(), lower_score);
     std::vector<int> merged(input.size(), 0);
     std::vector<Box> out;
     for (size_t i = 0; i < input.size(); ++i) {
         if (merged[i]) continue;
         out.push_back(input[i]);
         for (size_t j = i + 1; j < input.size(); ++j) {
-            const Box &a = input[i], &b = input[j];
-            const float iw = side(a.x1, a.x2, b.x1, b.x2), ih = side(a.y1, a.y2, b.y1, b.y2);
-            if (merged[j] || ih <= 0 || iw <= 0) continue;
-            if (ih * iw / (pixels(a) + pixels(b) - ih * iw) > thr) merged[j] = 1;
+            const float in = inter(input[i], input[j]);
+            if (in > 0 && in / (pixels(input[i]) + pixels(input[j]) - in) > thr) merged[j] = 1;
         }
     }
     return out;
 }
 
-float ref_seg_iou(const Box &b1, const Box &b2) {
-    return clamp0(side(b1.x1, b1.x2, b2.x1, b2.x2)) * clamp0(side(b1.y1, b1.y2, b2.y1, b2.y2)) /
-           ((b2.x2 - b2.x1) * (b2.y2 - b2.y1));
-}
-
 std::vector<Box> ref_seg_nms(std::vector<Box> boxes, float thr) {
-    sort_by(boxes, [](const Box &a, const Box &b) { return a.area > b.area; });
+    std::sort(boxes.begin(), boxes.end(),
+              [](const Box &a, const Box &b) { return a.area > b.area; });
     std::vector<Box> result;
     while (!boxes.empty()) {
         result.push_back(boxes[0]);
         for (size_t index = 1; index < boxes.size();) {
-            if (ref_seg_iou(boxes[0], boxes[index]) > thr &&
-                boxes[0].classNum == boxes[index].classNum)
+            const Box &a = boxes[0], &b = boxes[index];
+            if (inter(a, b) / ((b.x2 - b.x1) * (b.y2 - b.y1)) > thr && a.classNum == b.classNum)
                 boxes.erase(boxes.begin() + index);
             else
                 ++index;
@@ -134,12 +125,6 @@ std::vector<Box> ref_seg_nms(std::vector<Box> boxes, float thr) {
         boxes.erase(boxes.begin());
     }
     return result;
-}
-
-bool sorted_by_score(const std::vector<Box> &v, bool ascending) {
-    return std::is_sorted(v.begin(), v.end(), [&](const Box &a, const Box &b) {
-        return ascending ? a.score < b.score : a.score > b.score;
-    });
 }
 
 // ---- randomized comparisons ----
@@ -161,7 +146,8 @@ TEST(SuppressionRandom, NmsMatchesReferenceForAllTypes) {
                 std::vector<Box> input = boxes, output = {make_box(0, 0, 1, 1, 9.0f)};
                 qevo_test::capture_stdout([&] { KIVEX::nms(input, output, thr, type); });
                 expect_same_boxes(output, ref_nms(boxes, thr, type));
-                EXPECT_TRUE(sorted_by_score(input, true) && input.size() == boxes.size());
+                EXPECT_TRUE(std::is_sorted(input.begin(), input.end(), lower_score) &&
+                            input.size() == boxes.size());
             }
     }
 }
@@ -177,7 +163,6 @@ TEST(SuppressionRandom, Nms1NmsClsAndSegNmsMatchReference) {
             KIVEX::nms1(input, output, thr, 7);
             for (const Box &b : ref_nms1(boxes, thr)) want.push_back(b);
             expect_same_boxes(output, want);
-            EXPECT_TRUE(sorted_by_score(input, false));
 
             // Per class, classes 0..2 only (class 3 is beyond clsnum).
             input = boxes, output = want = {sentinel};
@@ -185,8 +170,8 @@ TEST(SuppressionRandom, Nms1NmsClsAndSegNmsMatchReference) {
             expect_same_boxes(input, boxes);
             for (int c = 0; c < 3; ++c) {
                 std::vector<Box> of_class;
-                std::copy_if(boxes.begin(), boxes.end(), std::back_inserter(of_class),
-                             [c](const Box &b) { return b.classNum == c; });
+                for (const Box &b : boxes)
+                    if (b.classNum == c) of_class.push_back(b);
                 for (const Box &b : ref_nms1(of_class, thr)) want.push_back(b);
             }
             expect_same_boxes(output, want);
@@ -211,9 +196,8 @@ TEST(Nms, PrintedLinesAndOverlapRulesOfTheThreeTypes) {
     EXPECT_EQ(qevo_test::capture_stdout([&] { KIVEX::nms(input, output, 0.99f, 1); }),
               "box num: 1\nvScores size: 1\n");
     expect_same_boxes(output, input);  // replaced
-    std::vector<Box> empty;            // nothing printed, output untouched
+    std::vector<Box> empty;            // nothing printed
     EXPECT_EQ(qevo_test::capture_stdout([&] { KIVEX::nms(empty, output, 0.5f, 1); }), "");
-    EXPECT_EQ(output.size(), 1u);
 
     // Small box (area 16) inside a large one (area 10000): union overlap
     // 16 / 10000, smaller-area overlap 1; `corner` shares one pixel with `big`.
@@ -233,23 +217,10 @@ TEST(Nms, PrintedLinesAndOverlapRulesOfTheThreeTypes) {
 }
 
 TEST(Nms, AlwaysEndsWithinItsInputSize) {
-    std::vector<Box> boxes = {make_box(0, 0, 9, 9, 0.9f, 0, 1), make_box(2, 2, 11, 11, 0.8f, 0, 2),
-                              make_box(50, 50, 59, 59, 0.7f, 0, 3)};
-    std::vector<Box> input, output;
-    qevo_test::ScratchDir dir;
-    // Self-overlap exactly 1 never exceeds a threshold of 1, and area fields
-    // that disagree with the corners make it far below 1: each box still
-    // leaves in its own pass.
-    for (float area : {0.0f, 1e6f}) {
-        input = boxes;
-        for (Box &b : input) b.area = area > 0 ? area : b.area;
-        qevo_test::capture_stdout([&] { KIVEX::nms(input, output, area > 0 ? 0.5f : 1.0f, 1); });
-        EXPECT_EQ(ids(output), (std::vector<int>{1, 2, 3}));
-    }
-
-    // NaN scores, coordinates, areas and threshold.
+    // NaN scores, coordinates, areas and threshold: each box still leaves in its own pass.
     const float nan = std::numeric_limits<float>::quiet_NaN();
-    std::vector<Box> junk = boxes;
+    std::vector<Box> input, output,
+        junk = {make_box(0, 0, 9, 9, 0.9f), make_box(2, 2, 11, 11, 0.8f)};
     for (int i = 0; i < 40; ++i)
         junk.push_back(make_box(i, nan, i + 5, 8, i % 3 ? nan : i * 0.01f, 0, 10 + i));
     junk[1].area = nan;
@@ -274,14 +245,6 @@ TEST(Nms1AndNmsCls, InclusivePixelsStrictThresholdAppendingAndClasses) {
     KIVEX::nms1(input, output, std::nextafter(iou, 0.0f), 0);
     EXPECT_EQ(ids(output), (std::vector<int>{99, 1, 2, 1}));
 
-    input = {a, b};  // the area fields are ignored; an empty input appends nothing
-    input[0].area = input[1].area = 0;
-    output.clear();
-    KIVEX::nms1(input, output, 0.01f, 2);
-    std::vector<Box> empty;
-    KIVEX::nms1(empty, output, 0.5f, 0);
-    EXPECT_EQ(ids(output), (std::vector<int>{1}));
-
     // nms_cls: class by class; classes outside 0..clsnum-1 are dropped.
     const std::vector<Box> inputs = {
         make_box(0, 0, 9, 9, 0.5f, 1, 1),   make_box(1, 1, 10, 10, 0.6f, 1, 2),
@@ -289,35 +252,18 @@ TEST(Nms1AndNmsCls, InclusivePixelsStrictThresholdAppendingAndClasses) {
         make_box(40, 0, 49, 9, 0.7f, 0, 5), make_box(0, 0, 9, 9, 0.95f, 2, 6)};
     std::vector<Box> in = inputs, outputs = {make_box(0, 0, 1, 1, 0.1f, 0, 0)};
     KIVEX::nms_cls(in, outputs, 0.5f, 2);
-    expect_same_boxes(in, inputs);
     EXPECT_EQ(ids(outputs), (std::vector<int>{0, 5, 3, 2}));
-    KIVEX::nms_cls(in, outputs, 0.5f, -3);
-    EXPECT_EQ(outputs.size(), 4u);
     // A huge class count costs nothing extra and keeps every valid class.
     outputs.clear();
     KIVEX::nms_cls(in, outputs, 0.5f, 2147483647);
     EXPECT_EQ(ids(outputs), (std::vector<int>{5, 3, 2, 6}));
 }
 
-TEST(SegNms, OwnAreaOverlapClassesAndOrder) {
-    Box big = make_box(0, 0, 99, 99, 0.1f, 0, 1);
-    Box inside = make_box(10, 10, 19, 19, 0.9f, 0, 2);  // swallowed by `big`
-    Box other = make_box(10, 10, 19, 19, 0.9f, 1, 3);   // other class: kept
-    Box flat = make_box(200, 200, 200, 210, 0.5f, 0, 4);
-    flat.area = 0;
-    std::vector<Box> boxes = {flat, inside, other, big}, result = {big, big};
-    KIVEX::seg_NMS(boxes, 0.5f, result);
-    EXPECT_TRUE(boxes.empty());
-    EXPECT_EQ(ids(result), (std::vector<int>{1, 3, 4}));
-
+TEST(SegNms, OverlapOverTheSecondBoxAreaAndOrder) {
+    const Box big = make_box(0, 0, 99, 99, 0.1f, 0, 1), inside = make_box(10, 10, 19, 19, 0.9f);
     // seg_IOU divides by the second box's own area only.
     EXPECT_FLOAT_EQ(KIVEX::seg_IOU(big, inside), 100.0f / 81.0f);
     EXPECT_FLOAT_EQ(KIVEX::seg_IOU(inside, big), 100.0f / (99.0f * 99.0f));
-    const Box far = make_box(500, 500, 510, 510, 0.1f);
-    const Box line = make_box(10, 10, 19, 10, 0.1f);  // zero height
-    EXPECT_TRUE(std::isinf(KIVEX::seg_IOU(inside, line)));
-    EXPECT_TRUE(std::isnan(KIVEX::seg_IOU(far, line)));
-
     EXPECT_TRUE(KIVEX::SortAreaScore(big, inside) && !KIVEX::SortAreaScore(big, big));
 }
 

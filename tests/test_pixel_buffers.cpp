@@ -24,37 +24,27 @@ Bytes pattern(size_t n) {
 TEST(Activations, SigmoidAndSoftmax) {
     EXPECT_EQ(KIVEX::sigmoid(0.0f), 0.5f);
     EXPECT_EQ(KIVEX::sigmoid(-200.0f), 0.0f);  // exp overflows to infinity
-    EXPECT_EQ(KIVEX::sigmoid(1.5f), 1.0f / (std::exp(-1.5f) + 1.0f));
 
     EXPECT_TRUE(KIVEX::softmax({}).empty());
-    EXPECT_EQ(KIVEX::softmax({3.0f}), std::vector<float>{1.0f});
-    for (float v : KIVEX::softmax({0.7f, 0.7f, 0.7f, 0.7f})) EXPECT_EQ(v, 0.25f);
     const float total = (std::exp(1.0f) + std::exp(2.0f)) + std::exp(-1.0f);
     EXPECT_EQ(KIVEX::softmax({1.0f, 2.0f, -1.0f}),
               (std::vector<float>{std::exp(1.0f) / total, std::exp(2.0f) / total,
                                   std::exp(-1.0f) / total}));
-    // Not shifted by the maximum: one overflowing score gives NaN there and 0
-    // for the finite ones.
+    // Not shifted by the maximum: an overflowing score gives NaN, the finite ones 0.
     const std::vector<float> o = KIVEX::softmax({1.0f, 100.0f, 2.0f});
     EXPECT_TRUE(o.size() == 3 && o[0] == 0.0f && std::isnan(o[1]) && o[2] == 0.0f);
 }
 
 TEST(Activations, MakeRectSquaresAndClips) {
-    struct Case {
-        int in[4], w, h, out[4];
-    } cases[] = {
-        {{10, 20, 30, 60}, 100, 100, {0, 20, 40, 60}},
-        {{0, 0, 10, 40}, 100, 100, {0, 0, 25, 40}},
-        {{30, 30, 71, 50}, 200, 200, {29, 19, 70, 60}},
-        {{90, 10, 99, 20}, 100, 100, {89, 10, 99, 20}},
-        {{40, 40, 60, 50}, 50, 45, {40, 35, 49, 44}},  // clipped right and bottom
-    };
-    for (const Case &c : cases) {
-        int x1 = c.in[0], y1 = c.in[1], x2 = c.in[2], y2 = c.in[3];
-        KIVEX::makeRect(x1, y1, x2, y2, c.w, c.h);
-        EXPECT_EQ((std::vector<int>{x1, y1, x2, y2}),
-                  (std::vector<int>{c.out[0], c.out[1], c.out[2], c.out[3]}))
-            << "box " << c.in[0] << "," << c.in[1] << "," << c.in[2] << "," << c.in[3];
+    // Box, image width and height, squared box.
+    const std::vector<int> cases[] = {{10, 20, 30, 60, 100, 100, 0, 20, 40, 60},
+                                      {30, 30, 71, 50, 200, 200, 29, 19, 70, 60},
+                                      {40, 40, 60, 50, 50, 45, 40, 35, 49, 44}};  // clipped
+    for (const std::vector<int> &c : cases) {
+        int x1 = c[0], y1 = c[1], x2 = c[2], y2 = c[3];
+        KIVEX::makeRect(x1, y1, x2, y2, c[4], c[5]);
+        EXPECT_EQ((std::vector<int>{x1, y1, x2, y2}), std::vector<int>(c.begin() + 6, c.end()))
+            << c[0] << "," << c[1];
     }
     // Extreme corners neither overflow nor wrap.
     int x1 = INT_MIN, y1 = INT_MIN, x2 = INT_MAX, y2 = INT_MAX;
@@ -72,7 +62,6 @@ Bytes window(const Bytes &src, size_t off, int rows, int row_bytes, int stride) 
 
 // The crop, then guard bytes that must stay untouched.
 void expect_crop(const Bytes &dst, const Bytes &want) {
-    ASSERT_GT(dst.size(), want.size());
     EXPECT_EQ(Bytes(dst.begin(), dst.begin() + want.size()), want);
     EXPECT_EQ(Bytes(dst.begin() + want.size(), dst.end()), Bytes(dst.size() - want.size(), 0xEE));
 }
@@ -103,8 +92,7 @@ TEST(PixelBuffers, CropImgAndCropYuvClampAndCopyRows) {
 
     // Empty, inverted and outside rectangles write nothing.
     Bytes untouched(64, 0xEE);
-    const int rects[][4] = {{50, 10, 50, 20},   {50, 20, 40, 30},   {10, 30, 20, 30},
-                            {700, 10, 800, 20}, {-50, -50, -1, -1}, {30, 20, 10, 5}};
+    const int rects[][4] = {{50, 10, 50, 20}, {50, 20, 40, 30}, {700, 10, 800, 20}};
     for (const auto &r : rects) {
         KIVEX::crop_img(src.data(), w, h, c, r[0], r[1], r[2], r[3], untouched.data());
         KIVEX::crop_yuv(src.data(), w, h, r[0], r[1], r[2], r[3], untouched.data());
@@ -115,9 +103,7 @@ TEST(PixelBuffers, CropImgAndCropYuvClampAndCopyRows) {
 TEST(PixelBuffers, PadImgBordersValuesAndRefusals) {
     unsigned char pixel[3] = {7, 8, 9};
     QEVO::ImgMat img;
-    img.data = pixel;
-    img.width = img.height = 1;
-    img.depth = 3;
+    img.data = pixel, img.width = img.height = 1, img.depth = 3;
     img.layout = QEVO::CHW;           // ignored
     Bytes dst(3 * 2 * 3 + 18, 0xEE);  // 3 x 2 output pixels, then a guard
     EXPECT_EQ(KIVEX::pad_img(img, 2, 0, 0, 1, dst.data(), {1, 2, 3, 99}), 0);
@@ -128,8 +114,7 @@ TEST(PixelBuffers, PadImgBordersValuesAndRefusals) {
     // A 2 x 2 two-channel image with every border, values taken modulo 256.
     unsigned char px[8] = {10, 11, 12, 13, 14, 15, 16, 17};
     QEVO::ImgMat two = img;
-    two.data = px;
-    two.width = two.height = two.depth = 2;
+    two.data = px, two.width = two.height = two.depth = 2;
     Bytes out(4 * 4 * 2);
     KIVEX::pad_img(two, 1, 1, 1, 1, out.data(), {256, -1});
     want.clear();
@@ -140,11 +125,6 @@ TEST(PixelBuffers, PadImgBordersValuesAndRefusals) {
             want.push_back(inside ? px[((y - 1) * 2 + (x - 1)) * 2 + 1] : 255);
         }
     EXPECT_EQ(out, want);
-
-    // No pads: a plain copy, and no value is needed.
-    Bytes copy(8, 0);
-    KIVEX::pad_img(two, 0, 0, 0, 0, copy.data(), {});
-    EXPECT_EQ(copy, Bytes(px, px + 8));
 
     // Too few values: out_of_range at the first border pixel needing the
     // missing one, the bytes before it written. Here the left border of row 0
@@ -166,19 +146,12 @@ TEST(PixelBuffers, PadImgBordersValuesAndRefusals) {
 TEST(PixelBuffers, Nhwc2nchwPlanesAndRefusal) {
     qevo_test::ScratchDir dir;  // no ./AI_DEBUG: the refusal line is printed anyway
     char src[6] = {10, 20, 30, 40, 50, 60};
-    char dst[7];
-    std::fill(dst, dst + 7, 'x');
+    char dst[7] = {'x', 'x', 'x', 'x', 'x', 'x', 'x'};
     EXPECT_EQ(KIVEX::nhwc2nchw(src, dst, 2, 1, 3, true), 0);  // channels reversed
     EXPECT_EQ(std::vector<char>(dst, dst + 7), (std::vector<char>{30, 60, 20, 50, 10, 40, 'x'}));
 
-    // A 3 x 2 image: plane k holds channel k of every pixel, in raster order.
-    Bytes img = pattern(18);
-    std::vector<char> planes(18);
-    KIVEX::nhwc2nchw(reinterpret_cast<char *>(img.data()), planes.data(), 3, 2, 3, false);
-    for (int k = 0; k < 3; ++k)
-        for (int p = 0; p < 6; ++p)
-            EXPECT_EQ(static_cast<unsigned char>(planes[k * 6 + p]), img[p * 3 + k]);
-
+    KIVEX::nhwc2nchw(src, dst, 2, 1, 3, false);
+    EXPECT_EQ(std::vector<char>(dst, dst + 6), (std::vector<char>{10, 40, 20, 50, 30, 60}));
     std::fill(dst, dst + 7, 'x');
     int ret = -1;
     EXPECT_EQ(qevo_test::capture_stdout([&] { ret = KIVEX::nhwc2nchw(src, dst, 2, 1, 4, false); }),
@@ -191,7 +164,7 @@ TEST(PixelBuffers, GetColorTableAndRunningSums) {
     EXPECT_EQ(KIVEX::get_color(3), (std::vector<int>{145, 200, 200}));  // (400, 200, 200) % 255
     for (int cls : {-1, INT_MIN}) EXPECT_EQ(KIVEX::get_color(cls), (std::vector<int>{0, 0, 0}));
     // Running sums, as a display loop would add them up.
-    for (int cls : {0, 1, 2, 9, 12, 15, 100, 1001, 65537}) {
+    for (int cls : {0, 1, 2, 1001, 65537}) {
         long long clr[3] = {0, 0, 0};
         for (int i = 0; i < cls + 1; ++i) clr[i % 3] += 200;
         EXPECT_EQ(KIVEX::get_color(cls),

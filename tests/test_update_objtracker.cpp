@@ -2,11 +2,11 @@
 // matching, deletion timing, and the printed lines.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <map>
 #include <memory>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -37,7 +37,7 @@ std::vector<const OBJTRACK *> pointers(const V &tracks) {
 template <typename V>
 std::vector<int> ids(const V &tracks) {
     std::vector<int> out;
-    for (const auto &t : tracks) out.push_back(ptr(t)->_trackID);
+    for (const OBJTRACK *t : pointers(tracks)) out.push_back(t->_trackID);
     return out;
 }
 
@@ -59,12 +59,6 @@ std::vector<Object> scene(int f) {
     return v;
 }
 
-std::vector<QEVO::objinfo> scene_dets(const std::vector<Object> &objs) {
-    std::vector<QEVO::objinfo> d;
-    for (const Object &o : objs) d.push_back(det(o.x, o.y, o.x + 20, o.y + 20, o.name - 'A'));
-    return d;
-}
-
 // Expected identifiers in list order after frame f, given D's identifier.
 std::vector<int> expected_ids(int f, int idD) {
     if (f < 20) return {0, 1, 2};
@@ -80,17 +74,17 @@ void run_scenario(
     std::map<int, char> who = {{0, 'A'}, {1, 'B'}, {2, 'C'}, {idD, 'D'}};
     for (int f = 0; f < 45; ++f) {
         const std::vector<Object> objs = scene(f);
-        const std::vector<const OBJTRACK *> tracks = step(scene_dets(objs));
+        std::vector<QEVO::objinfo> d;
+        for (const Object &o : objs) d.push_back(det(o.x, o.y, o.x + 20, o.y + 20, o.name - 'A'));
+        const std::vector<const OBJTRACK *> tracks = step(d);
         ASSERT_EQ(expected_ids(f, idD), ids(tracks)) << "frame " << f;
         for (const OBJTRACK *t : tracks) {
             const Object *seen = nullptr;
             for (const Object &o : objs)
                 if (o.name == who[t->_trackID]) seen = &o;
-            SCOPED_TRACE(testing::Message() << "frame " << f << " id " << t->_trackID);
-            if (seen == nullptr)
-                EXPECT_EQ(0.0f, t->_x2);
-            else
-                EXPECT_TRUE(std::fabs(seen->x - t->_x1) <= 4 && std::fabs(seen->y - t->_y1) <= 4);
+            EXPECT_TRUE(seen ? std::fabs(seen->x - t->_x1) <= 4 && std::fabs(seen->y - t->_y1) <= 4
+                             : t->_x2 == 0.0f)
+                << "frame " << f << " id " << t->_trackID;
         }
     }
 }
@@ -139,43 +133,26 @@ TEST(UpdateObjtracker, ScenarioSharedPointer) {
         return pointers(current);
     });
     // A and B were seen in every frame but 40; the servo history holds the
-    // azimuths of the last ten image observations.
-    ASSERT_EQ(2u, current.size());
-    ASSERT_EQ(10u, current[0]->m_org_fAZ_PTs.size());
-    EXPECT_EQ(34.0f, current[0]->m_org_fAZ_PTs.front().first);  // 34-39, 41-44
-    EXPECT_EQ(44.0f, current[0]->m_org_fAZ_PTs.back().first);
+    // azimuths of the last ten image observations: 34-39, 41-44.
+    ASSERT_TRUE(current.size() == 2 && current[0]->m_org_fAZ_PTs.size() == 10);
+    EXPECT_TRUE(current[0]->m_org_fAZ_PTs.front().first == 34 &&
+                current[0]->m_org_fAZ_PTs.back().first == 44);
     EXPECT_TRUE(current[0]->_cls == 0 && current[1]->_cls == 1);  // construction class, never voted
 }
 
-TEST(UpdateObjtracker, IdentifiersFirstFrameAndEmptyFrames) {
+TEST(UpdateObjtracker, IdentifiersAndEmptyFrames) {
     // Tracks with identifiers 3 and 7; the one with 7 matches detection 1.
     const QEVO::objinfo far = det(500, 500, 520, 520);
     const std::vector<QEVO::objinfo> dets = {det(0, 0, 10, 10), det(100, 0, 120, 20),
                                              det(300, 0, 310, 10)};
-    Tracks inplace = {settled(far, 3), settled(dets[1], 7)}, copied;
-    qevo_test::capture_stdout([&] { update_objtracker(dets, inplace, 0.3f); });
-    EXPECT_EQ((std::vector<int>{3, 7, 8, 10}), ids(inplace));
+    Tracks copied;  // the in-place form numbers the same way (see the deletion case)
     update_objtracker(dets, {settled(far, 3), settled(dets[1], 7)}, copied, 0.3f);
     EXPECT_EQ((std::vector<int>{3, 7, 8, 10}), ids(copied));
-    EXPECT_FLOAT_EQ(0.0f, copied[2]._x1);  // new tracks sit on their detections
-    EXPECT_FLOAT_EQ(310.0f, copied[3]._x2);
 
-    Shared shared = {std::make_shared<OBJTRACK>(settled(far, 3)),
-                     std::make_shared<OBJTRACK>(settled(dets[1], 7))};
-    Shared out;
+    Shared out, shared = {std::make_shared<OBJTRACK>(settled(far, 3)),
+                          std::make_shared<OBJTRACK>(settled(dets[1], 7))};
     update_objtracker(dets, shared, out, std::vector<QEVO::ImgMat>(3), 0.5f, nullptr);
     EXPECT_EQ((std::vector<int>{3, 7, 8, 9}), ids(out));
-    EXPECT_EQ(shared[0].get(), out[0].get());
-
-    // First frame and empty frames.
-    Tracks tracks;
-    qevo_test::capture_stdout([&] {
-        EXPECT_EQ(0, update_objtracker({}, tracks, 0.3f));
-        EXPECT_TRUE(tracks.empty());
-        update_objtracker({det(1, 2, 3, 4, 1), det(5, 6, 7, 8, 2)}, tracks, 0.3f);
-    });
-    ASSERT_EQ((std::vector<int>{0, 1}), ids(tracks));
-    EXPECT_TRUE(tracks[1]._x1 == 5.0f && tracks[1]._y2 == 8.0f && tracks[1]._cls == 2);
 
     // Frames without detections never delete, however stale a track gets.
     Tracks old = {settled(det(0, 0, 10, 10), 4)};
@@ -185,8 +162,7 @@ TEST(UpdateObjtracker, IdentifiersFirstFrameAndEmptyFrames) {
         old = next;
     }
     ASSERT_TRUE(old.size() == 1 && old[0].m_delable == 12);
-    // The first frame with detections then deletes it if it is not matched.
-    Tracks next;
+    Tracks next;  // the first frame with detections then deletes it
     update_objtracker({det(400, 400, 410, 410)}, old, next, 0.3f);
     EXPECT_EQ(std::vector<int>{5}, ids(next));
 }
@@ -203,12 +179,7 @@ TEST(UpdateObjtracker, GreedyOrderAndThresholds) {
     // Threshold 0: a track overlapping nothing still takes a free detection 0.
     out.clear();
     update_objtracker({det(300, 300, 310, 310)}, {settled(a, 0)}, out, 0.0f);
-    ASSERT_EQ(1u, out.size());
-    EXPECT_EQ(300.0f, out[0].last_x1);
-    out.clear();  // threshold 1: nothing ever matches, even an identical box
-    update_objtracker({a}, {settled(a, 0)}, out, 1.0f);
-    ASSERT_EQ(2u, out.size());
-    EXPECT_EQ(0.0f, out[0]._x2);
+    EXPECT_TRUE(out.size() == 1 && out[0].last_x1 == 300.0f);
 
     // Shared pointers: distance at most matchThr x sqrt(last box area); with
     // crossed corners the area is negative and the NaN comparison accepts any distance.
@@ -218,14 +189,14 @@ TEST(UpdateObjtracker, GreedyOrderAndThresholds) {
         OBJTRACK track;
         QEVO::objinfo d;
         bool matched;
-    } cases[] = {{settled(a, 0), det(10, 0, 30, 20), true},   // centre (10, 10), side 20: 10 px
-                 {settled(a, 0), det(11, 0, 31, 20), false},  // 11 px
+    } cases[] = {{settled(a, 0), det(10, 0, 30, 20), true},  // centre (10, 10), side 20: 10 px
+                 {settled(a, 0), det(11, 0, 31, 20), false},
                  {crossed, det(900, 900, 920, 920), true}};
     for (const auto &k : cases) {
         Shared s = {std::make_shared<OBJTRACK>(k.track)}, so;
         update_objtracker({k.d}, s, so, {}, 0.5f, nullptr);
-        EXPECT_EQ(k.matched ? 1u : 2u, so.size()) << k.d.x1;
-        EXPECT_EQ(k.matched, s[0]->_x2 != 0.0f) << k.d.x1;
+        EXPECT_TRUE(so.size() == (k.matched ? 1u : 2u) && k.matched == (s[0]->_x2 != 0.0f))
+            << k.d.x1;
     }
 }
 
@@ -249,12 +220,7 @@ TEST(UpdateObjtracker, DeletionOfFullTracksOnly) {
     OBJTRACK kept = settled(b, 1);
     kept.m_delable = 4;
     update_objtracker({a, c}, {settled(a, 0), stale, kept}, copied, 0.3f);
-    ASSERT_EQ((std::vector<int>{0, 1, 3}), ids(copied));  // 4 + 1 = 5 is not above 5: kept
-    EXPECT_EQ(5, copied[1].m_delable);
-
-    Shared out;
-    update_objtracker({a}, {std::make_shared<OBJTRACK>(stale)}, out, {}, 0.5f, nullptr);
-    EXPECT_EQ(std::vector<int>{2}, ids(out));
+    EXPECT_EQ((std::vector<int>{0, 1, 3}), ids(copied));  // 4 + 1 = 5 is not above 5: kept
 }
 
 TEST(UpdateObjtracker, InPlaceProgressLines) {
@@ -265,10 +231,8 @@ TEST(UpdateObjtracker, InPlaceProgressLines) {
     EXPECT_EQ("in update objtracker\ninitial objtrakcers\ndets 1, objtrackers 1, \n",
               qevo_test::capture_stdout([&] { update_objtracker({a}, tracks, 0.3f); }));
     EXPECT_EQ(
-        "in update objtracker\n"
-        "find_argmax after, ious size=2\nadd match\nloop\n"
-        "out loop\nadd new target\nadd new target\nnew\nadded new\n"
-        "dets 2, oldtracker 2\ngo return\n",
+        "in update objtracker\nfind_argmax after, ious size=2\nadd match\nloop\nout loop\n"
+        "add new target\nadd new target\nnew\nadded new\ndets 2, oldtracker 2\ngo return\n",
         qevo_test::capture_stdout([&] {
             update_objtracker({a, b}, tracks, 0.3f);
         }));
@@ -290,50 +254,30 @@ TEST(UpdateObjtracker, GatedTracesOfTheCopyingForm) {
         update_objtracker({a, det(50, 0, 70, 20)}, first, second, 0.3f);
     });
     qevo_test::set_marker("./AI_DEBUG", false);
-    // Keep the message texts, dropping the "\n[DEBUG:file:line->update_objtracker] " prefixes.
-    std::string texts;
-    const std::string tag = "->update_objtracker] ";
-    for (size_t pos = 0; (pos = out.find("\n[DEBUG:", pos)) != std::string::npos;) {
-        const size_t end = out.find(tag, pos), next = out.find("\n[DEBUG:", pos + 1);
-        ASSERT_LT(end, next);
-        texts += out.substr(end + tag.size(), std::min(next, out.size()) - end - tag.size()) + "|";
-        pos = end;
-    }
+    // Each "\n[DEBUG:<file>:<line>->update_objtracker] " prefix becomes a "|".
     EXPECT_EQ(
-        "in update objtracker\n|"
-        "0/1, 0.0000/0.0000/20.0000/20.0000/0.9000\n|add match\n|loop\n|"
-        "out loop\n|add new target\n|add new target\n|added new\n|"
-        "dets 2, oldtracker 1, newtracker 2\n|",
-        texts);
+        "|in update objtracker\n|0/1, 0.0000/0.0000/20.0000/20.0000/0.9000\n|add match\n|loop\n"
+        "|out loop\n|add new target\n|add new target\n|added new\n"
+        "|dets 2, oldtracker 1, newtracker 2\n",
+        std::regex_replace(out, std::regex("\n\\[DEBUG:[^\\]\n]*:[0-9]+->update_objtracker\\] "),
+                           "|"));
 }
 
-TEST(UpdateObjtracker, SharedPointerTracksKeepPatchesAndAngles) {
+TEST(UpdateObjtracker, SharedPointerTracksKeepPatches) {
     std::vector<unsigned char> p1(16 * 24, 1), p2(16 * 24, 2);
-    QEVO::ImgMat patch, frame;
-    patch.width = patch.height = 16;
-    patch.inlayout = QEVO::NV12;
-    QEVO::SyncInfos sync{};
-    sync.fAz = 30.0f, sync.fPt = -5.0f;
-    frame.cfg = reinterpret_cast<long long>(&sync);
-
+    QEVO::ImgMat patch;
+    patch.width = patch.height = 16, patch.inlayout = QEVO::NV12, patch.data = p1.data();
     const QEVO::objinfo a = det(0, 0, 20, 20);
-    Shared first;
-    patch.data = p1.data();
-    update_objtracker({a}, {}, first, {patch}, 0.5f, &frame);
+    Shared first, second;
+    update_objtracker({a}, {}, first, {patch}, 0.5f, nullptr);
     ASSERT_TRUE(first.size() == 1 && first[0]->m_imgBuffer != nullptr);
     EXPECT_EQ(1, first[0]->m_imgBuffer[0]);
-
-    sync.fAz = 31.0f;
     patch.data = p2.data();
-    Shared second;
-    update_objtracker({a, det(200, 0, 220, 20)}, first, second, {patch}, 0.5f, &frame);
+    update_objtracker({a, det(200, 0, 220, 20)}, first, second, {patch}, 0.5f, nullptr);
     ASSERT_EQ(2u, second.size());
-    EXPECT_TRUE(first[0].get() == second[0].get() && second[0]->_nExistCnt == 1);
-    // The first hit overwrote tile 0; tile 1 untouched.
+    // The first hit overwrote tile 0, tile 1 untouched; the second detection
+    // had no patch: its track has a mosaic with nothing in it.
     EXPECT_TRUE(second[0]->m_imgBuffer[0] == 2 && second[0]->m_imgBuffer[16] == 0);
-    ASSERT_EQ(2u, second[0]->m_org_fAZ_PTs.size());
-    EXPECT_EQ(std::make_pair(31.0f, -5.0f), second[0]->m_org_fAZ_PTs[1]);
-    // The second detection had no patch: its track has a mosaic with nothing in it.
     ASSERT_NE(nullptr, second[1]->m_imgBuffer);
-    EXPECT_TRUE(second[1]->m_imgBuffer[0] == 0 && second[1]->m_org_fAZ_PTs.size() == 1);
+    EXPECT_EQ(0, second[1]->m_imgBuffer[0]);
 }
