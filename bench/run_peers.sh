@@ -23,14 +23,13 @@ cpu=$(grep -m1 'model name' /proc/cpuinfo | cut -d: -f2- | sed 's/^ *//')
   echo
   echo "Produced by \`bench/run_peers.sh\` on $(date -u '+%Y-%m-%d %H:%M UTC')."
   echo
-  echo "- Source: commit $(git rev-parse --short HEAD 2>/dev/null || echo unknown) (with the container, tracker and"
-  echo "  post-processing code merged)."
+  echo "- Source: commit $(git rev-parse --short HEAD 2>/dev/null || echo unknown)."
   echo "- CPU: ${cpu:-unknown} ($(nproc) cores), $(uname -m)"
   echo "- Every case single-threaded (\`cv::setNumThreads(1)\`), same inputs for both sides."
   echo "- Times are CPU time per call in microseconds (median of 3 repetitions of Google Benchmark means), so that"
   echo "  other processes on the machine cost less accuracy than wall time would."
-  echo "- Load average (1, 5, 15 min) before: $load_before; after: $load_after. The machine"
-  echo "  (2 cores) is shared with other builds; the run was made when it was quiet."
+  echo "- Load average (1, 5, 15 min) before: $load_before; after: $load_after (a load well"
+  echo "  above 0 means other work shared the cores and the figures are less steady)."
   echo "- Ratio = peer time / our time: above 1 means this library is faster."
   echo "- \"ours, scalar path\" is the same call with \`QEVO_SIMD=scalar\`."
   echo "- \`nms\` and the in-place \`update_objtracker\` print progress lines; standard"
