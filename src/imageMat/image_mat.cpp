@@ -134,31 +134,9 @@ ImageMat::ImageMat(const ImageMat &other)
     }
 }
 
-ImageMat::ImageMat(ImageMat &&other) noexcept
-    : width(other.width),
-      height(other.height),
-      depth(other.depth),
-      data(other.data),
-      layout(other.layout),
-      inlayout(other.inlayout),
-      frameID(other.frameID),
-      relayout(other.relayout),
-      mode(other.mode),
-      timestamp(other.timestamp),
-      cfg(other.cfg),
-      goDet(other.goDet),
-      goSeg(other.goSeg),
-      hasSegResult(other.hasSegResult),
-      hasDetResult(other.hasDetResult),
-      DetresultsRects(std::move(other.DetresultsRects)),
-      SegresultsRects(std::move(other.SegresultsRects)),
-      DeepCopy(other.DeepCopy),
-      bytes_(other.bytes_),
-      sized_(other.sized_) {
-    other.data = nullptr;
-    other.bytes_ = 0;
-    other.sized_ = nullptr;
-}
+// A move is a default (empty) object that takes over everything by the move
+// assignment below.
+ImageMat::ImageMat(ImageMat &&other) noexcept : ImageMat() { *this = std::move(other); }
 
 ImageMat &ImageMat::operator=(const ImageMat &other) {
     if (this != &other) {

@@ -159,40 +159,9 @@ OBJTRACK::OBJTRACK(const OBJTRACK &other)
     }
 }
 
-OBJTRACK::OBJTRACK(OBJTRACK &&other) noexcept
-    : m_missCount(other.m_missCount),
-      m_imageSize{other.m_imageSize[0], other.m_imageSize[1]},
-      m_subimgSize{other.m_subimgSize[0], other.m_subimgSize[1]},
-      m_imgnum(other.m_imgnum),
-      m_MaxLength(other.m_MaxLength),
-      traces(std::move(other.traces)),
-      inlayout(other.inlayout),
-      _x1(other._x1),
-      _y1(other._y1),
-      _x2(other._x2),
-      _y2(other._y2),
-      _score(other._score),
-      _cls(other._cls),
-      _length(other._length),
-      _nExistCnt(other._nExistCnt),
-      _clsNum(other._clsNum),
-      last_x1(other.last_x1),
-      last_y1(other.last_y1),
-      last_x2(other.last_x2),
-      last_y2(other.last_y2),
-      _trackID(other._trackID),
-      m_vx(other.m_vx),
-      m_vy(other.m_vy),
-      clsCount(std::move(other.clsCount)),
-      scores(std::move(other.scores)),
-      m_delable(other.m_delable),
-      _ymean(other._ymean),
-      m_imgBuffer(other.m_imgBuffer),
-      m_imgBufferCV(other.m_imgBufferCV),
-      m_org_fAZ_PTs(std::move(other.m_org_fAZ_PTs)),
-      target_list(std::move(other.target_list)) {
-    other.m_imgBuffer = nullptr;
-}
+// A move is a default (empty) object that takes over everything by the move
+// assignment below.
+OBJTRACK::OBJTRACK(OBJTRACK &&other) noexcept : OBJTRACK() { *this = std::move(other); }
 
 OBJTRACK &OBJTRACK::operator=(const OBJTRACK &other) {
     if (this == &other) return *this;
