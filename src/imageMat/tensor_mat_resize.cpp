@@ -43,6 +43,19 @@ size_t alloc_size(long long payload, size_t offset) {
     return n > 0 ? n : 1;
 }
 
+// Replaces the tensor's buffer by the resized one `out`, which the tensor now
+// owns; a borrowed buffer is left to its owner.
+void adopt_resized(TensorMat &t, float *out, int newwidth, int newheight, const ResizePlan &plan) {
+    if (t.DeepCopy) std::free(t.data);
+    t.data = out;
+    t.DeepCopy = true;
+    t.width = newwidth;
+    t.height = newheight;
+    t.wstride = newwidth;
+    t.elementNum = static_cast<int>(plan.new_count);
+    t.dataByte = static_cast<int>(plan.new_bytes);
+}
+
 }  // namespace
 
 int TensorMat::resize(int width, int height, bool interpo) {
@@ -87,14 +100,7 @@ int TensorMat::resize_nearest_nchw(int newwidth, int newheight) {
         in += plan.old_plane;
         o += plan.new_plane;
     }
-    if (DeepCopy) std::free(data);
-    data = out;
-    DeepCopy = true;
-    width = newwidth;
-    height = newheight;
-    wstride = newwidth;
-    elementNum = static_cast<int>(plan.new_count);
-    dataByte = static_cast<int>(plan.new_bytes);
+    adopt_resized(*this, out, newwidth, newheight, plan);
     return 0;
 }
 
@@ -113,14 +119,7 @@ int TensorMat::resize_bilinear_nchw(int newwidth, int newheight) {
         resize_bilinear_float_c1(in + p * plan.old_plane, width, height, out + p * plan.new_plane,
                                  newwidth, newheight);
     }
-    if (DeepCopy) std::free(data);
-    data = out;
-    DeepCopy = true;
-    width = newwidth;
-    height = newheight;
-    wstride = newwidth;
-    elementNum = static_cast<int>(plan.new_count);
-    dataByte = static_cast<int>(plan.new_bytes);
+    adopt_resized(*this, out, newwidth, newheight, plan);
     return 0;
 }
 
