@@ -7,9 +7,7 @@
 #include <random>
 #include <vector>
 
-#include <fcntl.h>
-#include <unistd.h>
-
+#include "mute_stdout.h"
 #include "utils.h"
 
 namespace {
@@ -57,23 +55,14 @@ void BM_nms(benchmark::State &state) {
     const std::vector<QEVO::tag_Objinfo> boxes =
         random_boxes(static_cast<int>(state.range(0)), state.range(1) != 0);
     std::vector<QEVO::tag_Objinfo> input, output;
-    // The two progress lines go to standard output on every call: send them
-    // to /dev/null while timing, then give the reporter its output back.
-    std::fflush(stdout);
-    const int saved = dup(1);
-    const int devnull = open("/dev/null", O_WRONLY);
-    if (devnull >= 0) dup2(devnull, 1);
-    for (auto _ : state) {
-        input = boxes;
-        KIVEX::nms(input, output, 0.45f, static_cast<int>(state.range(2)));
-        benchmark::DoNotOptimize(output.data());
+    {
+        MuteStdout mute;  // the two progress lines printed on every call
+        for (auto _ : state) {
+            input = boxes;
+            KIVEX::nms(input, output, 0.45f, static_cast<int>(state.range(2)));
+            benchmark::DoNotOptimize(output.data());
+        }
     }
-    std::fflush(stdout);
-    if (saved >= 0) {
-        dup2(saved, 1);
-        close(saved);
-    }
-    if (devnull >= 0) close(devnull);
     state.counters["kept"] = static_cast<double>(output.size());
 }
 

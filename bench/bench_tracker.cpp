@@ -8,11 +8,10 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
-#include <fcntl.h>
-#include <unistd.h>
 #include <vector>
 
 #include "objTracker.h"
+#include "mute_stdout.h"
 
 namespace {
 
@@ -35,30 +34,6 @@ std::vector<QEVO::objinfo> grid_frame(int frame) {
     }
     return dets;
 }
-
-// Sends standard output to /dev/null for the lifetime of the object.
-class MuteStdout {
-  public:
-    MuteStdout() {
-        std::fflush(stdout);
-        saved_ = dup(1);
-        const int null = open("/dev/null", O_WRONLY);
-        if (null >= 0) {
-            dup2(null, 1);
-            close(null);
-        }
-    }
-    ~MuteStdout() {
-        std::fflush(stdout);
-        if (saved_ >= 0) {
-            dup2(saved_, 1);
-            close(saved_);
-        }
-    }
-
-  private:
-    int saved_;
-};
 
 void BM_UpdateInPlace_100x100(benchmark::State &state) {
     std::vector<std::vector<QEVO::objinfo> > frames;

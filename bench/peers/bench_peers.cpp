@@ -7,8 +7,6 @@
 // we are faster). For the 8-bit resizes it also shows our scalar path
 // (QEVO_SIMD=scalar), so the gain of the vector code can be read off.
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -25,6 +23,7 @@
 
 #include "mat_pixel_resize.h"
 #include "objTracker.h"
+#include "../mute_stdout.h"
 #include "utils.h"
 
 namespace {
@@ -182,30 +181,6 @@ std::vector<QEVO::objinfo> random_boxes() {
     }
     return boxes;
 }
-
-// The routines print progress lines; they go to /dev/null while timed.
-class MuteStdout {
-  public:
-    MuteStdout() {
-        std::fflush(stdout);
-        saved_ = dup(1);
-        const int null = open("/dev/null", O_WRONLY);
-        if (null >= 0) {
-            dup2(null, 1);
-            close(null);
-        }
-    }
-    ~MuteStdout() {
-        std::fflush(stdout);
-        if (saved_ >= 0) {
-            dup2(saved_, 1);
-            close(saved_);
-        }
-    }
-
-  private:
-    int saved_ = -1;
-};
 
 enum class Nms { Nms, Nms1, Seg };
 
