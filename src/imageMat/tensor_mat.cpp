@@ -30,27 +30,21 @@ ShapeResult map_shape(const std::vector<int> &s, QEVO::DATA_LAYOUT layout, Shape
             *out = {1, 1, s[0], s[1]};
             return ShapeResult::ok;
         case 3:
+        case 4: {
+            // Three dimensions in the layout's order, after a batch when there are four.
+            const size_t o = s.size() - 3;
+            const int b = o != 0 ? s[0] : 1;
             if (layout == QEVO::HWC) {
-                *out = {1, s[2], s[0], s[1]};
+                *out = {b, s[o + 2], s[o], s[o + 1]};
             } else if (layout == QEVO::CHW) {
-                *out = {1, s[0], s[1], s[2]};
+                *out = {b, s[o], s[o + 1], s[o + 2]};
             } else if (layout == QEVO::WHC) {
-                *out = {1, s[2], s[1], s[0]};
+                *out = {b, s[o + 2], s[o + 1], s[o]};
             } else {
                 return ShapeResult::bad_layout;
             }
             return ShapeResult::ok;
-        case 4:
-            if (layout == QEVO::HWC) {
-                *out = {s[0], s[3], s[1], s[2]};
-            } else if (layout == QEVO::CHW) {
-                *out = {s[0], s[1], s[2], s[3]};
-            } else if (layout == QEVO::WHC) {
-                *out = {s[0], s[3], s[2], s[1]};
-            } else {
-                return ShapeResult::bad_layout;
-            }
-            return ShapeResult::ok;
+        }
         default:
             return ShapeResult::bad_length;
     }
