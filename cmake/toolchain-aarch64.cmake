@@ -13,7 +13,14 @@ set(CMAKE_CXX_COMPILER ${QEVO_AARCH64_PREFIX}-g++)
 find_program(CMAKE_NM ${QEVO_AARCH64_PREFIX}-nm)
 
 find_program(QEVO_QEMU_AARCH64 qemu-aarch64 REQUIRED)
-set(CMAKE_CROSSCOMPILING_EMULATOR ${QEVO_QEMU_AARCH64};-L;${QEVO_AARCH64_SYSROOT})
+# The guest's loader must take the cross toolchain's own libraries first. Once
+# any Debian arm64 package (libc6:arm64) is installed on the host, the host's
+# loader cache lists an arm64 libc under /lib/aarch64-linux-gnu, and a guest
+# run with only -L would load it beside the toolchain's loader and hang. The
+# guest's library path (set with -E, so the host's environment stays as it is)
+# is searched before that cache.
+set(CMAKE_CROSSCOMPILING_EMULATOR
+    ${QEVO_QEMU_AARCH64};-L;${QEVO_AARCH64_SYSROOT};-E;LD_LIBRARY_PATH=${QEVO_AARCH64_SYSROOT}/lib)
 
 # Libraries and headers of the target come from the cross sysroot; programs
 # (cmake, bash, nm) from the host.
