@@ -13,8 +13,12 @@
 #include <vector>
 
 #include "mat_pixel_resize.h"
+#include "support.h"
 
 namespace {
+
+using qevo_test::Path;
+using qevo_test::vector_paths;
 
 using Kernel = void (*)(const unsigned char *, int, int, int, unsigned char *, int, int, int);
 using PackedKernel = void (*)(const unsigned char *, int, int, unsigned char *, int, int);
@@ -38,24 +42,6 @@ struct GuardedBytes {
     size_t size, span;
     unsigned char *base, *data;
 };
-
-struct Path {
-    const char *name;
-    bool available;
-};
-void PrintTo(const Path &p, std::ostream *os) { *os << p.name; }
-
-std::vector<Path> vector_paths() {
-#if defined(__x86_64__)
-    __builtin_cpu_init();
-    return {{"sse41", __builtin_cpu_supports("sse4.1") != 0},
-            {"avx2", __builtin_cpu_supports("avx2") != 0}};
-#elif defined(__aarch64__)
-    return {{"neon", true}};
-#else
-    return {};
-#endif
-}
 
 // Padding is bytes after each row; both 0 means the packed call.
 struct Case {
