@@ -19,28 +19,36 @@ const Coeffs kCoeffs[3] = {
 };
 
 template <bool NV21, bool BGR>
-void packed_row(const unsigned char *y, const unsigned char *uv, int n, const Coeffs &k,
-                unsigned char *dst) {
-    packed_range<NV21, BGR>(y, uv, 0, n, k, dst);
+void packed_rows(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv, int n,
+                 const Coeffs &k, unsigned char *dst, ptrdiff_t out_next) {
+    for (int row = 0; row < 2; ++row)
+        packed_range<NV21, BGR>(y + row * y_next, uv, 0, n, k, dst + row * out_next);
 }
 
 template <bool NV21>
-void planar_row(const unsigned char *y, const unsigned char *uv, int n, const Coeffs &k,
-                unsigned char *r, unsigned char *g, unsigned char *b) {
-    planar_range<NV21>(y, uv, 0, n, k, r, g, b);
+void planar_rows(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv, int n,
+                 const Coeffs &k, unsigned char *r, unsigned char *g, unsigned char *b,
+                 ptrdiff_t out_next) {
+    for (int row = 0; row < 2; ++row) {
+        const ptrdiff_t o = row * out_next;
+        planar_range<NV21>(y + row * y_next, uv, 0, n, k, r + o, g + o, b + o);
+    }
 }
 
 template <bool NV21>
-void float_row(const unsigned char *y, const unsigned char *uv, int n, const Coeffs &k,
-               const Norm &nm, float *r, float *g, float *b) {
-    float_range<NV21>(y, uv, 0, n, k, nm, r, g, b);
+void float_rows(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv, int n,
+                const Coeffs &k, const Norm &nm, float *r, float *g, float *b, ptrdiff_t out_next) {
+    for (int row = 0; row < 2; ++row) {
+        const ptrdiff_t o = row * out_next;
+        float_range<NV21>(y + row * y_next, uv, 0, n, k, nm, r + o, g + o, b + o);
+    }
 }
 
 const Paths kPathsScalar = {"scalar",
-                            {{packed_row<false, false>, packed_row<false, true>},
-                             {packed_row<true, false>, packed_row<true, true>}},
-                            {planar_row<false>, planar_row<true>},
-                            {float_row<false>, float_row<true>}};
+                            {{packed_rows<false, false>, packed_rows<false, true>},
+                             {packed_rows<true, false>, packed_rows<true, true>}},
+                            {planar_rows<false>, planar_rows<true>},
+                            {float_rows<false>, float_rows<true>}};
 
 }  // namespace
 
@@ -75,10 +83,11 @@ int nv12_to_rgb(const unsigned char *y, int y_stride, const unsigned char *uv, i
     if (y_stride < width || uv_stride < width || dst_stride < 3LL * width) return 1;
 
     const qevo_color::Coeffs &k = qevo_color::coeffs_of(matrix);
-    const qevo_color::PackedRowFn row = qevo_color::choose_paths().packed[nv21][bgr];
-    for (int r = 0; r < height; ++r) {
-        row(y + static_cast<size_t>(y_stride) * r, uv + static_cast<size_t>(uv_stride) * (r / 2),
-            width, k, dst + static_cast<size_t>(dst_stride) * r);
+    const qevo_color::PackedRowsFn rows = qevo_color::choose_paths().packed[nv21][bgr];
+    for (int r = 0; r < height; r += 2) {
+        rows(y + static_cast<size_t>(y_stride) * r, y_stride,
+             uv + static_cast<size_t>(uv_stride) * (r / 2), width, k,
+             dst + static_cast<size_t>(dst_stride) * r, dst_stride);
     }
     return 0;
 }

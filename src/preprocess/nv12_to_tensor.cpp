@@ -5,6 +5,7 @@
 // colour-conversion rows straight into its place in the output, and the
 // border around it is filled; nothing larger than a row is ever held.
 #include <climits>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -97,24 +98,28 @@ class Writer {
 
     void border_row(int oy) { border(oy, 0, p_.dst_width); }
 
-    void content_row(int oy, const unsigned char *y, const unsigned char *uv) {
+    // Output rows oy and oy + 1: content from luma rows y and y + y_next and
+    // their shared chroma row uv, with the border around it.
+    void content_rows(int oy, const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv) {
         const int W = p_.dst_width, x0 = pl_.x, x1 = pl_.x + pl_.width;
-        border(oy, 0, x0);
+        for (int row = oy; row < oy + 2; ++row) {
+            border(row, 0, x0);
+            border(row, x1, W);
+        }
         const size_t at = static_cast<size_t>(oy) * W + x0;
         switch (p_.format) {
             case qevo::TENSOR_U8_HWC:
-                packed_(y, uv, pl_.width, *k_, u8_ + 3 * at);
+                packed_(y, y_next, uv, pl_.width, *k_, u8_ + 3 * at, 3 * static_cast<ptrdiff_t>(W));
                 break;
             case qevo::TENSOR_U8_CHW:
-                planar_(y, uv, pl_.width, *k_, u8_ + plane_ * r_ + at, u8_ + plane_ + at,
-                        u8_ + plane_ * b_ + at);
+                planar_(y, y_next, uv, pl_.width, *k_, u8_ + plane_ * r_ + at, u8_ + plane_ + at,
+                        u8_ + plane_ * b_ + at, W);
                 break;
             default:
-                float_(y, uv, pl_.width, *k_, norm_, f32_ + plane_ * r_ + at, f32_ + plane_ + at,
-                       f32_ + plane_ * b_ + at);
+                float_(y, y_next, uv, pl_.width, *k_, norm_, f32_ + plane_ * r_ + at,
+                       f32_ + plane_ + at, f32_ + plane_ * b_ + at, W);
                 break;
         }
-        border(oy, x1, W);
     }
 
   private:
@@ -142,9 +147,9 @@ class Writer {
     const TensorPlacement &pl_;
     const size_t plane_;
     const qevo_color::Coeffs *k_;
-    qevo_color::PackedRowFn packed_;
-    qevo_color::PlanarRowFn planar_;
-    qevo_color::FloatRowFn float_;
+    qevo_color::PackedRowsFn packed_;
+    qevo_color::PlanarRowsFn planar_;
+    qevo_color::FloatRowsFn float_;
     qevo_color::Norm norm_;
     float pad_f_[3];
     int r_, b_;
@@ -188,35 +193,35 @@ int nv12_to_tensor(const Nv12Frame &frame, const TensorParams &params, void *dst
     const bool identity = pl.crop_width == pl.width && pl.crop_height == pl.height;
 
     qevo_resize::RowResizer luma, chroma;
-    unsigned char *rows = nullptr;  // one luma and one chroma row of the content
+    unsigned char *rows = nullptr;  // two luma rows and their chroma row
     if (!identity) {
         if (!luma.init(1, src_y, pl.crop_width, pl.crop_height, f.y_stride, pl.width, pl.height) ||
             !chroma.init(2, src_uv, pl.crop_width / 2, pl.crop_height / 2, f.uv_stride,
                          pl.width / 2, pl.height / 2))
             return 1;
-        rows = static_cast<unsigned char *>(std::malloc(2 * static_cast<size_t>(pl.width)));
+        rows = static_cast<unsigned char *>(std::malloc(3 * static_cast<size_t>(pl.width)));
         if (rows == nullptr) return 1;
     }
 
+    // Content rows go in pairs sharing a chroma row: the content starts at
+    // row pl.y and its height is even.
     Writer out(p, pl, dst, f.nv21);
-    int chroma_row = -1;
-    for (int oy = 0; oy < p.dst_height; ++oy) {
+    for (int oy = 0; oy < p.dst_height;) {
         const int r = oy - pl.y;
         if (r < 0 || r >= pl.height) {
-            out.border_row(oy);
+            out.border_row(oy++);
             continue;
         }
         if (identity) {
-            out.content_row(oy, src_y + static_cast<size_t>(f.y_stride) * r,
-                            src_uv + static_cast<size_t>(f.uv_stride) * (r / 2));
-            continue;
+            out.content_rows(oy, src_y + static_cast<size_t>(f.y_stride) * r, f.y_stride,
+                             src_uv + static_cast<size_t>(f.uv_stride) * (r / 2));
+        } else {
+            luma.row(r, rows);
+            luma.row(r + 1, rows + pl.width);
+            chroma.row(r / 2, rows + 2 * pl.width);
+            out.content_rows(oy, rows, pl.width, rows + 2 * pl.width);
         }
-        luma.row(r, rows);
-        if (r / 2 != chroma_row) {
-            chroma_row = r / 2;
-            chroma.row(chroma_row, rows + pl.width);
-        }
-        out.content_row(oy, rows, rows + pl.width);
+        oy += 2;
     }
     std::free(rows);
     if (placement != nullptr) *placement = pl;

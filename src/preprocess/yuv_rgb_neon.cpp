@@ -1,13 +1,17 @@
-// Advanced SIMD (NEON) forms of the colour-conversion rows, 16 pixels per
-// step, with the scalar arithmetic of yuv_rgb_rows.h in 16-bit lanes:
-//  - a structure load splits the chroma pairs into first and second bytes;
-//    minus 128 and widened with << 7, the doubling high-half product with a
-//    constant K is exactly (c * K) >> 8 (it never saturates: |c << 7| is at
-//    most 16384 and K below 32768);
-//  - the luma byte widened with << 7 gives (Y * CY) >> 8 the same way;
+// Advanced SIMD (NEON) forms of the colour-conversion rows: 32 pixels of
+// two rows per step, with the scalar arithmetic of yuv_rgb_rows.h in 16-bit
+// lanes and the chroma terms worked out once for both rows:
+//  - structure loads split the chroma pairs into first and second bytes and
+//    the luma into even and odd pixels, so lane k of a chroma term meets the
+//    luma of its two pixels 2k and 2k + 1 lane to lane;
+//  - a byte minus 128 (chroma) or the byte itself (luma), widened with << 7,
+//    gives exactly (c * K) >> 8 through the doubling high-half product with
+//    a constant K (no saturation: the operand is at most 32640 in magnitude,
+//    K below 32768, and both are never -32768);
 //  - the sums stay within -10000..19000, and the saturating narrowing shift
 //    by 5 is the arithmetic shift followed by the clamp.
-// The last step of a row of 16 pixels or more overlaps the previous one and
+// A zip puts the even and odd pixels of each channel back in order. Rows of
+// 32 pixels or more end with a step that overlaps the previous one and
 // rewrites the same values; shorter rows use the scalar functions.
 #include <arm_neon.h>
 
@@ -27,116 +31,161 @@ struct Consts {
           bias(vdupq_n_s16(static_cast<short>(k.bias))) {}
 };
 
-// Chroma bytes minus 128, shifted left by 7.
+// Chroma terms (bias included) of 16 pairs: lanes 0..7 and 8..15.
+struct Chroma {
+    int16x8_t r[2], g[2], b[2];
+};
+
 inline int16x8_t centred(uint8x8_t c) {
     return vshll_n_s8(vreinterpret_s8_u8(veor_u8(c, vdup_n_u8(0x80))), 7);
 }
 
-// Luma (8 pixels) plus a chroma term per pair (4 pairs), narrowed.
-inline uint8x8_t channel(int16x8_t luma, int16x8_t term_pairs) {
-    return vqshrun_n_s16(vaddq_s16(luma, term_pairs), 5);
-}
-
-inline uint8x16_t channel16(int16x8_t l0, int16x8_t l1, int16x8_t t) {
-    return vcombine_u8(channel(l0, vzip1q_s16(t, t)), channel(l1, vzip2q_s16(t, t)));
-}
-
 template <bool NV21>
-inline uint8x16x3_t convert16(const unsigned char *y, const unsigned char *uv, const Consts &c) {
-    const uint8x8x2_t pairs = vld2_u8(uv);
-    const int16x8_t u = centred(pairs.val[NV21 ? 1 : 0]);
-    const int16x8_t v = centred(pairs.val[NV21 ? 0 : 1]);
-    const int16x8_t tr = vaddq_s16(c.bias, vqdmulhq_s16(v, c.crv));
-    const int16x8_t tg =
-        vsubq_s16(vsubq_s16(c.bias, vqdmulhq_s16(u, c.cgu)), vqdmulhq_s16(v, c.cgv));
-    const int16x8_t tb = vaddq_s16(c.bias, vqdmulhq_s16(u, c.cbu));
+inline Chroma chroma16(const unsigned char *uv, const Consts &c) {
+    const uint8x16x2_t pairs = vld2q_u8(uv);
+    const uint8x16_t us = pairs.val[NV21 ? 1 : 0], vs = pairs.val[NV21 ? 0 : 1];
+    Chroma t;
+    for (int h = 0; h < 2; ++h) {
+        const int16x8_t u = centred(h == 0 ? vget_low_u8(us) : vget_high_u8(us));
+        const int16x8_t v = centred(h == 0 ? vget_low_u8(vs) : vget_high_u8(vs));
+        t.r[h] = vaddq_s16(c.bias, vqdmulhq_s16(v, c.crv));
+        t.g[h] = vsubq_s16(vsubq_s16(c.bias, vqdmulhq_s16(u, c.cgu)), vqdmulhq_s16(v, c.cgv));
+        t.b[h] = vaddq_s16(c.bias, vqdmulhq_s16(u, c.cbu));
+    }
+    return t;
+}
 
-    const uint8x16_t luma = vld1q_u8(y);
-    const int16x8_t l0 =
-        vqdmulhq_s16(vreinterpretq_s16_u16(vshll_n_u8(vget_low_u8(luma), 7)), c.cy);
-    const int16x8_t l1 = vqdmulhq_s16(vreinterpretq_s16_u16(vshll_high_n_u8(luma, 7)), c.cy);
-    uint8x16x3_t out;
-    out.val[0] = channel16(l0, l1, tr);
-    out.val[1] = channel16(l0, l1, tg);
-    out.val[2] = channel16(l0, l1, tb);
-    return out;
+inline int16x8_t luma_term(uint8x8_t y, const Consts &c) {
+    return vqdmulhq_s16(vreinterpretq_s16_u16(vshll_n_u8(y, 7)), c.cy);
+}
+
+// 16 bytes of one channel from the luma terms (lanes 0..7, 8..15) and the
+// chroma terms of the same pairs.
+inline uint8x16_t channel(const int16x8_t l[2], const int16x8_t t[2]) {
+    return vcombine_u8(vqshrun_n_s16(vaddq_s16(l[0], t[0]), 5),
+                       vqshrun_n_s16(vaddq_s16(l[1], t[1]), 5));
+}
+
+// 32 pixels of one channel in order: val[0] pixels 0..15, val[1] 16..31.
+struct Rgb {
+    uint8x16x2_t r, g, b;
+};
+
+inline Rgb luma32(const unsigned char *y, const Chroma &t, const Consts &c) {
+    const uint8x16x2_t px = vld2q_u8(y);  // even, odd pixels
+    const int16x8_t le[2] = {luma_term(vget_low_u8(px.val[0]), c),
+                             luma_term(vget_high_u8(px.val[0]), c)};
+    const int16x8_t lo[2] = {luma_term(vget_low_u8(px.val[1]), c),
+                             luma_term(vget_high_u8(px.val[1]), c)};
+    return Rgb{vzipq_u8(channel(le, t.r), channel(lo, t.r)),
+               vzipq_u8(channel(le, t.g), channel(lo, t.g)),
+               vzipq_u8(channel(le, t.b), channel(lo, t.b))};
 }
 
 template <typename Step>
 inline bool for_steps(int n, Step step) {
-    if (n < 16) return false;
+    if (n < 32) return false;
     int x = 0;
-    for (; x + 16 <= n; x += 16) step(x);
-    if (x < n) step(n - 16);
+    for (; x + 32 <= n; x += 32) step(x);
+    if (x < n) step(n - 32);
     return true;
 }
 
 template <bool NV21, bool BGR>
-void packed_row(const unsigned char *y, const unsigned char *uv, int n, const Coeffs &k,
-                unsigned char *dst) {
+void packed_rows(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv, int n,
+                 const Coeffs &k, unsigned char *dst, ptrdiff_t out_next) {
     const Consts c(k);
     const bool done = for_steps(n, [&](int x) {
-        uint8x16x3_t p = convert16<NV21>(y + x, uv + x, c);
-        if (BGR) {
-            const uint8x16_t t = p.val[0];
-            p.val[0] = p.val[2];
-            p.val[2] = t;
+        const Chroma t = chroma16<NV21>(uv + x, c);
+        for (int row = 0; row < 2; ++row) {
+            const Rgb p = luma32(y + row * y_next + x, t, c);
+            unsigned char *d = dst + row * out_next + 3 * x;
+            for (int h = 0; h < 2; ++h) {
+                uint8x16x3_t v;
+                v.val[0] = BGR ? p.b.val[h] : p.r.val[h];
+                v.val[1] = p.g.val[h];
+                v.val[2] = BGR ? p.r.val[h] : p.b.val[h];
+                vst3q_u8(d + 48 * h, v);
+            }
         }
-        vst3q_u8(dst + 3 * x, p);
     });
-    if (!done) packed_range<NV21, BGR>(y, uv, 0, n, k, dst);
+    if (done) return;
+    for (int row = 0; row < 2; ++row)
+        packed_range<NV21, BGR>(y + row * y_next, uv, 0, n, k, dst + row * out_next);
 }
 
 template <bool NV21>
-void planar_row(const unsigned char *y, const unsigned char *uv, int n, const Coeffs &k,
-                unsigned char *r, unsigned char *g, unsigned char *b) {
+void planar_rows(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv, int n,
+                 const Coeffs &k, unsigned char *r, unsigned char *g, unsigned char *b,
+                 ptrdiff_t out_next) {
     const Consts c(k);
     const bool done = for_steps(n, [&](int x) {
-        const uint8x16x3_t p = convert16<NV21>(y + x, uv + x, c);
-        vst1q_u8(r + x, p.val[0]);
-        vst1q_u8(g + x, p.val[1]);
-        vst1q_u8(b + x, p.val[2]);
+        const Chroma t = chroma16<NV21>(uv + x, c);
+        for (int row = 0; row < 2; ++row) {
+            const Rgb p = luma32(y + row * y_next + x, t, c);
+            const ptrdiff_t o = row * out_next + x;
+            for (int h = 0; h < 2; ++h) {
+                vst1q_u8(r + o + 16 * h, p.r.val[h]);
+                vst1q_u8(g + o + 16 * h, p.g.val[h]);
+                vst1q_u8(b + o + 16 * h, p.b.val[h]);
+            }
+        }
     });
-    if (!done) planar_range<NV21>(y, uv, 0, n, k, r, g, b);
+    if (done) return;
+    for (int row = 0; row < 2; ++row) {
+        const ptrdiff_t o = row * out_next;
+        planar_range<NV21>(y + row * y_next, uv, 0, n, k, r + o, g + o, b + o);
+    }
 }
 
 inline float32x4_t normalised(uint16x4_t v, float32x4_t mean, float32x4_t scale) {
     return vmulq_f32(vsubq_f32(vcvtq_f32_u32(vmovl_u16(v)), mean), scale);
 }
 
-// 16 bytes to 16 floats, (v - mean) * scale.
-inline void store_floats(uint8x16_t v, float32x4_t mean, float32x4_t scale, float *dst) {
-    const uint16x8_t lo = vmovl_u8(vget_low_u8(v));
-    const uint16x8_t hi = vmovl_high_u8(v);
-    vst1q_f32(dst, normalised(vget_low_u16(lo), mean, scale));
-    vst1q_f32(dst + 4, normalised(vget_high_u16(lo), mean, scale));
-    vst1q_f32(dst + 8, normalised(vget_low_u16(hi), mean, scale));
-    vst1q_f32(dst + 12, normalised(vget_high_u16(hi), mean, scale));
+// 32 bytes to 32 floats, (v - mean) * scale.
+inline void store_floats(const uint8x16x2_t &v, float32x4_t mean, float32x4_t scale, float *dst) {
+    for (int h = 0; h < 2; ++h) {
+        const uint16x8_t lo = vmovl_u8(vget_low_u8(v.val[h]));
+        const uint16x8_t hi = vmovl_high_u8(v.val[h]);
+        float *d = dst + 16 * h;
+        vst1q_f32(d, normalised(vget_low_u16(lo), mean, scale));
+        vst1q_f32(d + 4, normalised(vget_high_u16(lo), mean, scale));
+        vst1q_f32(d + 8, normalised(vget_low_u16(hi), mean, scale));
+        vst1q_f32(d + 12, normalised(vget_high_u16(hi), mean, scale));
+    }
 }
 
 template <bool NV21>
-void float_row(const unsigned char *y, const unsigned char *uv, int n, const Coeffs &k,
-               const Norm &nm, float *r, float *g, float *b) {
+void float_rows(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv, int n,
+                const Coeffs &k, const Norm &nm, float *r, float *g, float *b, ptrdiff_t out_next) {
     const Consts c(k);
     const float32x4_t mr = vdupq_n_f32(nm.mean[0]), mg = vdupq_n_f32(nm.mean[1]),
                       mb = vdupq_n_f32(nm.mean[2]);
     const float32x4_t sr = vdupq_n_f32(nm.scale[0]), sg = vdupq_n_f32(nm.scale[1]),
                       sb = vdupq_n_f32(nm.scale[2]);
     const bool done = for_steps(n, [&](int x) {
-        const uint8x16x3_t p = convert16<NV21>(y + x, uv + x, c);
-        store_floats(p.val[0], mr, sr, r + x);
-        store_floats(p.val[1], mg, sg, g + x);
-        store_floats(p.val[2], mb, sb, b + x);
+        const Chroma t = chroma16<NV21>(uv + x, c);
+        for (int row = 0; row < 2; ++row) {
+            const Rgb p = luma32(y + row * y_next + x, t, c);
+            const ptrdiff_t o = row * out_next + x;
+            store_floats(p.r, mr, sr, r + o);
+            store_floats(p.g, mg, sg, g + o);
+            store_floats(p.b, mb, sb, b + o);
+        }
     });
-    if (!done) float_range<NV21>(y, uv, 0, n, k, nm, r, g, b);
+    if (done) return;
+    for (int row = 0; row < 2; ++row) {
+        const ptrdiff_t o = row * out_next;
+        float_range<NV21>(y + row * y_next, uv, 0, n, k, nm, r + o, g + o, b + o);
+    }
 }
 
 }  // namespace
 
 const Paths kPathsNeon = {"neon",
-                          {{packed_row<false, false>, packed_row<false, true>},
-                           {packed_row<true, false>, packed_row<true, true>}},
-                          {planar_row<false>, planar_row<true>},
-                          {float_row<false>, float_row<true>}};
+                          {{packed_rows<false, false>, packed_rows<false, true>},
+                           {packed_rows<true, false>, packed_rows<true, true>}},
+                          {planar_rows<false>, planar_rows<true>},
+                          {float_rows<false>, float_rows<true>}};
 
 }  // namespace qevo_color

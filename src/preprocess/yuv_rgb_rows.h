@@ -9,6 +9,8 @@
 #ifndef QEVO_YUV_RGB_ROWS_H
 #define QEVO_YUV_RGB_ROWS_H
 
+#include <cstddef>
+
 #include "preprocess.h"
 
 namespace qevo_color {
@@ -25,20 +27,24 @@ struct Norm {
     float scale[3];
 };
 
-// Each converts the pixels 0 .. n - 1 of one row (n even): luma bytes `y`,
-// chroma pairs `uv` (n / 2 of them).
-using PackedRowFn = void (*)(const unsigned char *y, const unsigned char *uv, int n,
-                             const Coeffs &k, unsigned char *dst);  // 3 bytes per pixel
-using PlanarRowFn = void (*)(const unsigned char *y, const unsigned char *uv, int n,
-                             const Coeffs &k, unsigned char *r, unsigned char *g, unsigned char *b);
-using FloatRowFn = void (*)(const unsigned char *y, const unsigned char *uv, int n, const Coeffs &k,
-                            const Norm &norm, float *r, float *g, float *b);
+// Each converts two rows of n pixels (n even) that share one chroma row:
+// luma rows `y` and `y + y_next`, chroma pairs `uv` (n / 2 of them), output
+// rows at the given pointers and `out_next` elements further.
+using PackedRowsFn = void (*)(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv,
+                              int n, const Coeffs &k, unsigned char *dst,
+                              ptrdiff_t out_next);  // 3 bytes per pixel
+using PlanarRowsFn = void (*)(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv,
+                              int n, const Coeffs &k, unsigned char *r, unsigned char *g,
+                              unsigned char *b, ptrdiff_t out_next);
+using FloatRowsFn = void (*)(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv,
+                             int n, const Coeffs &k, const Norm &norm, float *r, float *g, float *b,
+                             ptrdiff_t out_next);
 
 struct Paths {
     const char *name;
-    PackedRowFn packed[2][2];  // [nv21][bgr]
-    PlanarRowFn planar[2];     // [nv21]
-    FloatRowFn planar_f32[2];  // [nv21]
+    PackedRowsFn packed[2][2];  // [nv21][bgr]
+    PlanarRowsFn planar[2];     // [nv21]
+    FloatRowsFn planar_f32[2];  // [nv21]
 };
 
 // Constants of a valid matrix.
@@ -69,8 +75,8 @@ inline Terms chroma_terms(const unsigned char *pair, const Coeffs &k) {
 
 inline int luma_term(unsigned char y, const Coeffs &k) { return (y * k.cy) >> 8; }
 
-// The range functions convert pixels x0 .. x1 - 1 of a row, x0 and x1 even,
-// one chroma pair (two pixels) at a time.
+// The range functions convert pixels x0 .. x1 - 1 of one row, x0 and x1
+// even, one chroma pair (two pixels) at a time.
 
 template <bool NV21, bool BGR>
 inline void packed_range(const unsigned char *y, const unsigned char *uv, int x0, int x1,
