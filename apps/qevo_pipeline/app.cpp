@@ -366,6 +366,10 @@ int run_program(const Options &opt) {
     std::printf("qevo_pipeline: %d frames of %dx%d, %.1f fps through the library path\n", frames, W,
                 H, fps);
     std::printf("  tracks: %d (in-place tracker: %d)\n", mm.track_ids, mi.track_ids);
+    for (const StageTimes &s : pipe.stages())
+        if (s.name == "layout")
+            std::printf("  network input %dx%d (nv12_to_tensor): layout stage %.3f ms per frame\n",
+                        pipe.network_width(), pipe.tensor_height(), s.mean());
     if (have_gt)
         std::printf(
             "  MOTA %.3f  IDF1 %.3f  identity switches %ld  fragmentations %ld  "
