@@ -108,13 +108,15 @@ QEVO_API int nv12_to_rgb(const unsigned char *y, int y_stride, const unsigned ch
 // Mapping a detection back: source x = crop_x + (out_x - x) * crop_width /
 // width, likewise for y, with the fields of TensorPlacement.
 
-enum TensorFormat {
+// Both enumerations are stored as int: any int in these fields is a valid
+// value, and one that is not an enumerator is refused.
+enum TensorFormat : int {
     TENSOR_U8_CHW = 0,   // 3 planes of dst_width x dst_height bytes
     TENSOR_U8_HWC = 1,   // dst_height rows of dst_width pixels of 3 bytes
     TENSOR_F32_CHW = 2,  // 3 planes of dst_width x dst_height floats
 };
 
-enum TensorFit {
+enum TensorFit : int {
     FIT_LETTERBOX = 0,  // keep the aspect ratio, centre, pad the border
     FIT_STRETCH = 1,    // fill the output (up to a pad row or column, above)
 };

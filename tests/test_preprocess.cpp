@@ -343,7 +343,7 @@ TEST(Preprocess, RefusalsLeaveOutputUntouched) {
     Bytes out = fresh;
     unsigned char *d = out.data();
     const unsigned char *src = f.packed.data(), *uv = src + 16 * 12;
-    const auto matrix_9 = static_cast<qevo::ColorMatrix>(9);
+    const auto matrix_3 = static_cast<qevo::ColorMatrix>(3);  // no enumerator
     const int rgb_results[] = {
         qevo::nv12_to_rgb(nullptr, 16, 12, d),
         qevo::nv12_to_rgb(src, 16, 12, nullptr),
@@ -351,7 +351,7 @@ TEST(Preprocess, RefusalsLeaveOutputUntouched) {
         qevo::nv12_to_rgb(src, 16, 11, d),
         qevo::nv12_to_rgb(src, 0, 12, d),
         qevo::nv12_to_rgb(src, 16, -2, d),
-        qevo::nv12_to_rgb(src, 16, 12, d, false, false, matrix_9),
+        qevo::nv12_to_rgb(src, 16, 12, d, false, false, matrix_3),
         qevo::nv12_to_rgb(src, 15, uv, 16, 16, 12, d, 48),
         qevo::nv12_to_rgb(src, 16, uv, 14, 16, 12, d, 48),
         qevo::nv12_to_rgb(src, 16, uv, 16, 16, 12, d, 47),
@@ -398,7 +398,7 @@ TEST(Preprocess, RefusalsLeaveOutputUntouched) {
         if (bad == 1) q.dst_height = 0;
         if (bad == 2) q.format = static_cast<qevo::TensorFormat>(3);
         if (bad == 3) q.fit = static_cast<qevo::TensorFit>(-1);
-        if (bad == 4) q.matrix = matrix_9;
+        if (bad == 4) q.matrix = matrix_3;
         EXPECT_TRUE(refused(ok, q, out.size())) << "parameter " << bad;
     }
     // Rectangles empty, outside, or below 4 x 4 after widening to even edges.
