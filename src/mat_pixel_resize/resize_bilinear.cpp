@@ -78,19 +78,7 @@ bool is_half(const int *ofs, const short *weights, int len, int step) {
 }
 
 const Paths &choose_paths() {
-    switch (qevo_internal::chosen_simd_path()) {
-#if defined(__x86_64__) || defined(_M_X64)
-        case qevo_internal::SimdPath::Avx2:
-            return kPathsAvx2;
-        case qevo_internal::SimdPath::Sse41:
-            return kPathsSse41;
-#elif defined(__aarch64__)
-        case qevo_internal::SimdPath::Neon:
-            return kPathsNeon;
-#endif
-        default:
-            return kPathsScalar;
-    }
+    return qevo_internal::chosen_table(kPathsScalar, QEVO_VECTOR_TABLES);
 }
 
 template <int N>

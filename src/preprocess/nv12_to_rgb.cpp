@@ -18,56 +18,18 @@ const Coeffs kCoeffs[3] = {
     {9539, 14686, 1747, 4366, 17305, -580},  // BT709_LIMITED
 };
 
-template <bool NV21, bool BGR>
-void packed_rows(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv, int n,
-                 const Coeffs &k, unsigned char *dst, ptrdiff_t out_next) {
-    for (int row = 0; row < 2; ++row)
-        packed_range<NV21, BGR>(y + row * y_next, uv, 0, n, k, dst + row * out_next);
-}
-
-template <bool NV21>
-void planar_rows(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv, int n,
-                 const Coeffs &k, unsigned char *r, unsigned char *g, unsigned char *b,
-                 ptrdiff_t out_next) {
-    for (int row = 0; row < 2; ++row) {
-        const ptrdiff_t o = row * out_next;
-        planar_range<NV21>(y + row * y_next, uv, 0, n, k, r + o, g + o, b + o);
-    }
-}
-
-template <bool NV21>
-void float_rows(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv, int n,
-                const Coeffs &k, const Norm &nm, float *r, float *g, float *b, ptrdiff_t out_next) {
-    for (int row = 0; row < 2; ++row) {
-        const ptrdiff_t o = row * out_next;
-        float_range<NV21>(y + row * y_next, uv, 0, n, k, nm, r + o, g + o, b + o);
-    }
-}
-
 const Paths kPathsScalar = {"scalar",
-                            {{packed_rows<false, false>, packed_rows<false, true>},
-                             {packed_rows<true, false>, packed_rows<true, true>}},
-                            {planar_rows<false>, planar_rows<true>},
-                            {float_rows<false>, float_rows<true>}};
+                            {{packed_rows_scalar<false, false>, packed_rows_scalar<false, true>},
+                             {packed_rows_scalar<true, false>, packed_rows_scalar<true, true>}},
+                            {planar_rows_scalar<false>, planar_rows_scalar<true>},
+                            {float_rows_scalar<false>, float_rows_scalar<true>}};
 
 }  // namespace
 
 const Coeffs &coeffs_of(qevo::ColorMatrix m) { return kCoeffs[static_cast<int>(m)]; }
 
 const Paths &choose_paths() {
-    switch (qevo_internal::chosen_simd_path()) {
-#if defined(__x86_64__) || defined(_M_X64)
-        case qevo_internal::SimdPath::Avx2:
-            return kPathsAvx2;
-        case qevo_internal::SimdPath::Sse41:
-            return kPathsSse41;
-#elif defined(__aarch64__)
-        case qevo_internal::SimdPath::Neon:
-            return kPathsNeon;
-#endif
-        default:
-            return kPathsScalar;
-    }
+    return qevo_internal::chosen_table(kPathsScalar, QEVO_VECTOR_TABLES);
 }
 
 }  // namespace qevo_color

@@ -1,6 +1,5 @@
-// Advanced SIMD (NEON) forms of the colour-conversion rows: 32 pixels of
-// two rows per step, with the scalar arithmetic of yuv_rgb_rows.h in 16-bit
-// lanes and the chroma terms worked out once for both rows:
+// Advanced SIMD (NEON) form of the colour-conversion rows: 32 pixels per
+// step, with the scalar arithmetic of yuv_rgb_rows.h in 16-bit lanes:
 //  - structure loads split the chroma pairs into first and second bytes and
 //    the luma into even and odd pixels, so lane k of a chroma term meets the
 //    luma of its two pixels 2k and 2k + 1 lane to lane;
@@ -10,9 +9,7 @@
 //    K below 32768, and both are never -32768);
 //  - the sums stay within -10000..19000, and the saturating narrowing shift
 //    by 5 is the arithmetic shift followed by the clamp.
-// A zip puts the even and odd pixels of each channel back in order. Rows of
-// 32 pixels or more end with a step that overlaps the previous one and
-// rewrites the same values; shorter rows use the scalar functions.
+// A zip puts the even and odd pixels of each channel back in order.
 #include <arm_neon.h>
 
 #include "yuv_rgb_rows.h"
@@ -20,122 +17,19 @@
 namespace qevo_color {
 namespace {
 
-struct Consts {
-    int16x8_t cy, crv, cgu, cgv, cbu, bias;
-    explicit Consts(const Coeffs &k)
-        : cy(vdupq_n_s16(static_cast<short>(k.cy))),
-          crv(vdupq_n_s16(static_cast<short>(k.crv))),
-          cgu(vdupq_n_s16(static_cast<short>(k.cgu))),
-          cgv(vdupq_n_s16(static_cast<short>(k.cgv))),
-          cbu(vdupq_n_s16(static_cast<short>(k.cbu))),
-          bias(vdupq_n_s16(static_cast<short>(k.bias))) {}
-};
-
-// Chroma terms (bias included) of 16 pairs: lanes 0..7 and 8..15.
-struct Chroma {
-    int16x8_t r[2], g[2], b[2];
-};
-
 inline int16x8_t centred(uint8x8_t c) {
     return vshll_n_s8(vreinterpret_s8_u8(veor_u8(c, vdup_n_u8(0x80))), 7);
 }
 
-template <bool NV21>
-inline Chroma chroma16(const unsigned char *uv, const Consts &c) {
-    const uint8x16x2_t pairs = vld2q_u8(uv);
-    const uint8x16_t us = pairs.val[NV21 ? 1 : 0], vs = pairs.val[NV21 ? 0 : 1];
-    Chroma t;
-    for (int h = 0; h < 2; ++h) {
-        const int16x8_t u = centred(h == 0 ? vget_low_u8(us) : vget_high_u8(us));
-        const int16x8_t v = centred(h == 0 ? vget_low_u8(vs) : vget_high_u8(vs));
-        t.r[h] = vaddq_s16(c.bias, vqdmulhq_s16(v, c.crv));
-        t.g[h] = vsubq_s16(vsubq_s16(c.bias, vqdmulhq_s16(u, c.cgu)), vqdmulhq_s16(v, c.cgv));
-        t.b[h] = vaddq_s16(c.bias, vqdmulhq_s16(u, c.cbu));
-    }
-    return t;
+inline int16x8_t luma_term(uint8x8_t y, int16x8_t cy) {
+    return vqdmulhq_s16(vreinterpretq_s16_u16(vshll_n_u8(y, 7)), cy);
 }
 
-inline int16x8_t luma_term(uint8x8_t y, const Consts &c) {
-    return vqdmulhq_s16(vreinterpretq_s16_u16(vshll_n_u8(y, 7)), c.cy);
-}
-
-// 16 bytes of one channel from the luma terms (lanes 0..7, 8..15) and the
+// 16 bytes of one channel from luma terms (lanes 0..7, 8..15) and the
 // chroma terms of the same pairs.
 inline uint8x16_t channel(const int16x8_t l[2], const int16x8_t t[2]) {
     return vcombine_u8(vqshrun_n_s16(vaddq_s16(l[0], t[0]), 5),
                        vqshrun_n_s16(vaddq_s16(l[1], t[1]), 5));
-}
-
-// 32 pixels of one channel in order: val[0] pixels 0..15, val[1] 16..31.
-struct Rgb {
-    uint8x16x2_t r, g, b;
-};
-
-inline Rgb luma32(const unsigned char *y, const Chroma &t, const Consts &c) {
-    const uint8x16x2_t px = vld2q_u8(y);  // even, odd pixels
-    const int16x8_t le[2] = {luma_term(vget_low_u8(px.val[0]), c),
-                             luma_term(vget_high_u8(px.val[0]), c)};
-    const int16x8_t lo[2] = {luma_term(vget_low_u8(px.val[1]), c),
-                             luma_term(vget_high_u8(px.val[1]), c)};
-    return Rgb{vzipq_u8(channel(le, t.r), channel(lo, t.r)),
-               vzipq_u8(channel(le, t.g), channel(lo, t.g)),
-               vzipq_u8(channel(le, t.b), channel(lo, t.b))};
-}
-
-template <typename Step>
-inline bool for_steps(int n, Step step) {
-    if (n < 32) return false;
-    int x = 0;
-    for (; x + 32 <= n; x += 32) step(x);
-    if (x < n) step(n - 32);
-    return true;
-}
-
-template <bool NV21, bool BGR>
-void packed_rows(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv, int n,
-                 const Coeffs &k, unsigned char *dst, ptrdiff_t out_next) {
-    const Consts c(k);
-    const bool done = for_steps(n, [&](int x) {
-        const Chroma t = chroma16<NV21>(uv + x, c);
-        for (int row = 0; row < 2; ++row) {
-            const Rgb p = luma32(y + row * y_next + x, t, c);
-            unsigned char *d = dst + row * out_next + 3 * x;
-            for (int h = 0; h < 2; ++h) {
-                uint8x16x3_t v;
-                v.val[0] = BGR ? p.b.val[h] : p.r.val[h];
-                v.val[1] = p.g.val[h];
-                v.val[2] = BGR ? p.r.val[h] : p.b.val[h];
-                vst3q_u8(d + 48 * h, v);
-            }
-        }
-    });
-    if (done) return;
-    for (int row = 0; row < 2; ++row)
-        packed_range<NV21, BGR>(y + row * y_next, uv, 0, n, k, dst + row * out_next);
-}
-
-template <bool NV21>
-void planar_rows(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv, int n,
-                 const Coeffs &k, unsigned char *r, unsigned char *g, unsigned char *b,
-                 ptrdiff_t out_next) {
-    const Consts c(k);
-    const bool done = for_steps(n, [&](int x) {
-        const Chroma t = chroma16<NV21>(uv + x, c);
-        for (int row = 0; row < 2; ++row) {
-            const Rgb p = luma32(y + row * y_next + x, t, c);
-            const ptrdiff_t o = row * out_next + x;
-            for (int h = 0; h < 2; ++h) {
-                vst1q_u8(r + o + 16 * h, p.r.val[h]);
-                vst1q_u8(g + o + 16 * h, p.g.val[h]);
-                vst1q_u8(b + o + 16 * h, p.b.val[h]);
-            }
-        }
-    });
-    if (done) return;
-    for (int row = 0; row < 2; ++row) {
-        const ptrdiff_t o = row * out_next;
-        planar_range<NV21>(y + row * y_next, uv, 0, n, k, r + o, g + o, b + o);
-    }
 }
 
 inline float32x4_t normalised(uint16x4_t v, float32x4_t mean, float32x4_t scale) {
@@ -155,37 +49,89 @@ inline void store_floats(const uint8x16x2_t &v, float32x4_t mean, float32x4_t sc
     }
 }
 
-template <bool NV21>
-void float_rows(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv, int n,
-                const Coeffs &k, const Norm &nm, float *r, float *g, float *b, ptrdiff_t out_next) {
-    const Consts c(k);
-    const float32x4_t mr = vdupq_n_f32(nm.mean[0]), mg = vdupq_n_f32(nm.mean[1]),
-                      mb = vdupq_n_f32(nm.mean[2]);
-    const float32x4_t sr = vdupq_n_f32(nm.scale[0]), sg = vdupq_n_f32(nm.scale[1]),
-                      sb = vdupq_n_f32(nm.scale[2]);
-    const bool done = for_steps(n, [&](int x) {
-        const Chroma t = chroma16<NV21>(uv + x, c);
-        for (int row = 0; row < 2; ++row) {
-            const Rgb p = luma32(y + row * y_next + x, t, c);
-            const ptrdiff_t o = row * out_next + x;
-            store_floats(p.r, mr, sr, r + o);
-            store_floats(p.g, mg, sg, g + o);
-            store_floats(p.b, mb, sb, b + o);
+struct Neon {
+    static constexpr int kStep = 32;
+
+    struct Consts {
+        int16x8_t cy, crv, cgu, cgv, cbu, bias;
+        explicit Consts(const Coeffs &k)
+            : cy(vdupq_n_s16(static_cast<short>(k.cy))),
+              crv(vdupq_n_s16(static_cast<short>(k.crv))),
+              cgu(vdupq_n_s16(static_cast<short>(k.cgu))),
+              cgv(vdupq_n_s16(static_cast<short>(k.cgv))),
+              cbu(vdupq_n_s16(static_cast<short>(k.cbu))),
+              bias(vdupq_n_s16(static_cast<short>(k.bias))) {}
+    };
+    struct NormConsts {
+        float32x4_t mean[3], scale[3];
+        explicit NormConsts(const Norm &nm) {
+            for (int c = 0; c < 3; ++c) {
+                mean[c] = vdupq_n_f32(nm.mean[c]);
+                scale[c] = vdupq_n_f32(nm.scale[c]);
+            }
         }
-    });
-    if (done) return;
-    for (int row = 0; row < 2; ++row) {
-        const ptrdiff_t o = row * out_next;
-        float_range<NV21>(y + row * y_next, uv, 0, n, k, nm, r + o, g + o, b + o);
+    };
+    struct Chroma {
+        int16x8_t r[2], g[2], b[2];  // terms of pairs 0..7 and 8..15, bias included
+    };
+    struct Rgb {
+        uint8x16x2_t r, g, b;  // pixels 0..15 and 16..31, in order
+    };
+
+    template <bool NV21>
+    static Chroma chroma(const unsigned char *uv, const Consts &c) {
+        const uint8x16x2_t pairs = vld2q_u8(uv);
+        const uint8x16_t us = pairs.val[NV21 ? 1 : 0], vs = pairs.val[NV21 ? 0 : 1];
+        Chroma t;
+        for (int h = 0; h < 2; ++h) {
+            const int16x8_t u = centred(h == 0 ? vget_low_u8(us) : vget_high_u8(us));
+            const int16x8_t v = centred(h == 0 ? vget_low_u8(vs) : vget_high_u8(vs));
+            t.r[h] = vaddq_s16(c.bias, vqdmulhq_s16(v, c.crv));
+            t.g[h] = vsubq_s16(vsubq_s16(c.bias, vqdmulhq_s16(u, c.cgu)), vqdmulhq_s16(v, c.cgv));
+            t.b[h] = vaddq_s16(c.bias, vqdmulhq_s16(u, c.cbu));
+        }
+        return t;
     }
-}
+
+    static Rgb luma(const unsigned char *y, const Chroma &t, const Consts &c) {
+        const uint8x16x2_t px = vld2q_u8(y);  // even, odd pixels
+        const int16x8_t le[2] = {luma_term(vget_low_u8(px.val[0]), c.cy),
+                                 luma_term(vget_high_u8(px.val[0]), c.cy)};
+        const int16x8_t lo[2] = {luma_term(vget_low_u8(px.val[1]), c.cy),
+                                 luma_term(vget_high_u8(px.val[1]), c.cy)};
+        return Rgb{vzipq_u8(channel(le, t.r), channel(lo, t.r)),
+                   vzipq_u8(channel(le, t.g), channel(lo, t.g)),
+                   vzipq_u8(channel(le, t.b), channel(lo, t.b))};
+    }
+
+    template <bool BGR>
+    static void store_packed(const Rgb &p, unsigned char *dst) {
+        for (int h = 0; h < 2; ++h) {
+            uint8x16x3_t v;
+            v.val[0] = BGR ? p.b.val[h] : p.r.val[h];
+            v.val[1] = p.g.val[h];
+            v.val[2] = BGR ? p.r.val[h] : p.b.val[h];
+            vst3q_u8(dst + 48 * h, v);
+        }
+    }
+
+    static void store_planar(const Rgb &p, unsigned char *r, unsigned char *g, unsigned char *b) {
+        for (int h = 0; h < 2; ++h) {
+            vst1q_u8(r + 16 * h, p.r.val[h]);
+            vst1q_u8(g + 16 * h, p.g.val[h]);
+            vst1q_u8(b + 16 * h, p.b.val[h]);
+        }
+    }
+
+    static void store_float(const Rgb &p, const NormConsts &nc, float *r, float *g, float *b) {
+        store_floats(p.r, nc.mean[0], nc.scale[0], r);
+        store_floats(p.g, nc.mean[1], nc.scale[1], g);
+        store_floats(p.b, nc.mean[2], nc.scale[2], b);
+    }
+};
 
 }  // namespace
 
-const Paths kPathsNeon = {"neon",
-                          {{packed_rows<false, false>, packed_rows<false, true>},
-                           {packed_rows<true, false>, packed_rows<true, true>}},
-                          {planar_rows<false>, planar_rows<true>},
-                          {float_rows<false>, float_rows<true>}};
+const Paths kPathsNeon = vector_paths<Neon>("neon");
 
 }  // namespace qevo_color

@@ -12,6 +12,7 @@
 #include <cstddef>
 
 #include "preprocess.h"
+#include "utils/simd_path.h"
 
 namespace qevo_color {
 
@@ -75,13 +76,12 @@ inline Terms chroma_terms(const unsigned char *pair, const Coeffs &k) {
 
 inline int luma_term(unsigned char y, const Coeffs &k) { return (y * k.cy) >> 8; }
 
-// The range functions convert pixels x0 .. x1 - 1 of one row, x0 and x1
-// even, one chroma pair (two pixels) at a time.
+// One row of n pixels (n even), one chroma pair (two pixels) at a time.
 
 template <bool NV21, bool BGR>
-inline void packed_range(const unsigned char *y, const unsigned char *uv, int x0, int x1,
-                         const Coeffs &k, unsigned char *dst) {
-    for (int x = x0; x < x1; x += 2) {
+inline void packed_row(const unsigned char *y, const unsigned char *uv, int n, const Coeffs &k,
+                       unsigned char *dst) {
+    for (int x = 0; x < n; x += 2) {
         const Terms t = chroma_terms<NV21>(uv + x, k);
         for (int i = x; i < x + 2; ++i) {
             const int l = luma_term(y[i], k);
@@ -94,9 +94,9 @@ inline void packed_range(const unsigned char *y, const unsigned char *uv, int x0
 }
 
 template <bool NV21>
-inline void planar_range(const unsigned char *y, const unsigned char *uv, int x0, int x1,
-                         const Coeffs &k, unsigned char *r, unsigned char *g, unsigned char *b) {
-    for (int x = x0; x < x1; x += 2) {
+inline void planar_row(const unsigned char *y, const unsigned char *uv, int n, const Coeffs &k,
+                       unsigned char *r, unsigned char *g, unsigned char *b) {
+    for (int x = 0; x < n; x += 2) {
         const Terms t = chroma_terms<NV21>(uv + x, k);
         for (int i = x; i < x + 2; ++i) {
             const int l = luma_term(y[i], k);
@@ -113,9 +113,9 @@ inline float normalise(unsigned char v, float mean, float scale) {
 }
 
 template <bool NV21>
-inline void float_range(const unsigned char *y, const unsigned char *uv, int x0, int x1,
-                        const Coeffs &k, const Norm &nm, float *r, float *g, float *b) {
-    for (int x = x0; x < x1; x += 2) {
+inline void float_row(const unsigned char *y, const unsigned char *uv, int n, const Coeffs &k,
+                      const Norm &nm, float *r, float *g, float *b) {
+    for (int x = 0; x < n; x += 2) {
         const Terms t = chroma_terms<NV21>(uv + x, k);
         for (int i = x; i < x + 2; ++i) {
             const int l = luma_term(y[i], k);
@@ -126,16 +126,118 @@ inline void float_range(const unsigned char *y, const unsigned char *uv, int x0,
     }
 }
 
+// The scalar path: two rows as the Paths functions take them. The vector
+// paths use these for rows shorter than one vector step.
+
+template <bool NV21, bool BGR>
+void packed_rows_scalar(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv, int n,
+                        const Coeffs &k, unsigned char *dst, ptrdiff_t out_next) {
+    for (int row = 0; row < 2; ++row)
+        packed_row<NV21, BGR>(y + row * y_next, uv, n, k, dst + row * out_next);
+}
+
+template <bool NV21>
+void planar_rows_scalar(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv, int n,
+                        const Coeffs &k, unsigned char *r, unsigned char *g, unsigned char *b,
+                        ptrdiff_t out_next) {
+    for (int row = 0; row < 2; ++row) {
+        const ptrdiff_t o = row * out_next;
+        planar_row<NV21>(y + row * y_next, uv, n, k, r + o, g + o, b + o);
+    }
+}
+
+template <bool NV21>
+void float_rows_scalar(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv, int n,
+                       const Coeffs &k, const Norm &nm, float *r, float *g, float *b,
+                       ptrdiff_t out_next) {
+    for (int row = 0; row < 2; ++row) {
+        const ptrdiff_t o = row * out_next;
+        float_row<NV21>(y + row * y_next, uv, n, k, nm, r + o, g + o, b + o);
+    }
+}
+
+// Runs step(x) for x = 0, STEP, 2 STEP, ... and, when n is not a multiple
+// of STEP, once more at n - STEP (overlapping the previous step, which is
+// harmless as each step only rewrites its own values). Returns false, having
+// done nothing, for rows shorter than one step.
+template <int STEP, typename F>
+inline bool for_steps(int n, F step) {
+    if (n < STEP) return false;
+    int x = 0;
+    for (; x + STEP <= n; x += STEP) step(x);
+    if (x < n) step(n - STEP);
+    return true;
+}
+
+// The vector paths share the row-pair loop below; each instruction set
+// provides a policy V with the arithmetic of one step of V::kStep pixels:
+//   V::Consts (from Coeffs), V::NormConsts (from Norm), V::Chroma, V::Rgb;
+//   V::chroma<NV21>(uv, consts): the terms of the step's chroma pairs;
+//   V::luma(y, chroma, consts): the step's pixels of one row;
+//   V::store_packed<BGR>(rgb, dst), V::store_planar(rgb, r, g, b),
+//   V::store_float(rgb, norm_consts, r, g, b): the step's output.
+// Both rows of a pair take the chroma terms worked out once.
+
+template <class V, bool NV21, typename Store>
+inline bool vector_rows(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv, int n,
+                        const Coeffs &k, Store store) {
+    const typename V::Consts c(k);
+    return for_steps<V::kStep>(n, [&](int x) {
+        const typename V::Chroma t = V::template chroma<NV21>(uv + x, c);
+        for (int row = 0; row < 2; ++row) store(V::luma(y + row * y_next + x, t, c), row, x);
+    });
+}
+
+template <class V, bool NV21, bool BGR>
+void packed_rows_vector(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv, int n,
+                        const Coeffs &k, unsigned char *dst, ptrdiff_t out_next) {
+    const bool done =
+        vector_rows<V, NV21>(y, y_next, uv, n, k, [&](const typename V::Rgb &p, int row, int x) {
+            V::template store_packed<BGR>(p, dst + row * out_next + 3 * x);
+        });
+    if (!done) packed_rows_scalar<NV21, BGR>(y, y_next, uv, n, k, dst, out_next);
+}
+
+template <class V, bool NV21>
+void planar_rows_vector(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv, int n,
+                        const Coeffs &k, unsigned char *r, unsigned char *g, unsigned char *b,
+                        ptrdiff_t out_next) {
+    const bool done =
+        vector_rows<V, NV21>(y, y_next, uv, n, k, [&](const typename V::Rgb &p, int row, int x) {
+            const ptrdiff_t o = row * out_next + x;
+            V::store_planar(p, r + o, g + o, b + o);
+        });
+    if (!done) planar_rows_scalar<NV21>(y, y_next, uv, n, k, r, g, b, out_next);
+}
+
+template <class V, bool NV21>
+void float_rows_vector(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv, int n,
+                       const Coeffs &k, const Norm &nm, float *r, float *g, float *b,
+                       ptrdiff_t out_next) {
+    const typename V::NormConsts nc(nm);
+    const bool done =
+        vector_rows<V, NV21>(y, y_next, uv, n, k, [&](const typename V::Rgb &p, int row, int x) {
+            const ptrdiff_t o = row * out_next + x;
+            V::store_float(p, nc, r + o, g + o, b + o);
+        });
+    if (!done) float_rows_scalar<NV21>(y, y_next, uv, n, k, nm, r, g, b, out_next);
+}
+
+// The table of a vector path (a constant expression, so that building it
+// runs no code of that instruction set).
+template <class V>
+constexpr Paths vector_paths(const char *name) {
+    return Paths{name,
+                 {{packed_rows_vector<V, false, false>, packed_rows_vector<V, false, true>},
+                  {packed_rows_vector<V, true, false>, packed_rows_vector<V, true, true>}},
+                 {planar_rows_vector<V, false>, planar_rows_vector<V, true>},
+                 {float_rows_vector<V, false>, float_rows_vector<V, true>}};
+}
+
 }  // namespace
 
 // Vector paths; each exists only on its architecture.
-#if defined(__x86_64__) || defined(_M_X64)
-extern const Paths kPathsSse41;
-extern const Paths kPathsAvx2;
-#endif
-#if defined(__aarch64__)
-extern const Paths kPathsNeon;
-#endif
+QEVO_DECLARE_VECTOR_TABLES(Paths);
 
 }  // namespace qevo_color
 
