@@ -47,10 +47,13 @@ bool plan(const Nv12Frame &f, const TensorParams &p, TensorPlacement &pl) {
     const long long W = p.dst_width, H = p.dst_height;
     long long tw = W, th = H;
     if (p.fit == qevo::FIT_LETTERBOX) {
-        if (cw * H >= ch * W)
-            th = (2 * ch * W + cw) / (2 * cw);
+        // Every factor is below 2^31, so these products fit 64 bits unsigned.
+        using u64 = unsigned long long;
+        const u64 w = static_cast<u64>(cw), h = static_cast<u64>(ch);
+        if (w * static_cast<u64>(H) >= h * static_cast<u64>(W))
+            th = static_cast<long long>((2 * h * static_cast<u64>(W) + w) / (2 * w));
         else
-            tw = (2 * cw * H + ch) / (2 * ch);
+            tw = static_cast<long long>((2 * w * static_cast<u64>(H) + h) / (2 * h));
     }
     tw = round_down_even(tw);
     th = round_down_even(th);
