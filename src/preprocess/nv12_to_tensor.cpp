@@ -71,15 +71,20 @@ bool plan(const Nv12Frame &f, const TensorParams &p, TensorPlacement &pl) {
     return true;
 }
 
-template <typename T>
-void fill(T *p, int n, T v) {
-    for (int i = 0; i < n; ++i) p[i] = v;
-}
-
 // Writes the output rows, each either all border or border, content, border.
 class Writer {
   public:
-    Writer(const TensorParams &p, const TensorPlacement &pl, void *dst, bool nv21)
+    // Bytes of the border pattern rows the writer needs (see `pattern`).
+    static size_t pattern_bytes(const TensorParams &p) {
+        const size_t W = static_cast<size_t>(p.dst_width);
+        if (p.format == qevo::TENSOR_F32_CHW) return 3 * W * sizeof(float);
+        return p.format == qevo::TENSOR_U8_HWC ? 3 * W : 0;
+    }
+
+    // `pattern`: pattern_bytes(p) bytes, aligned for floats, that the writer
+    // fills with one output row of border (per plane for F32_CHW) and copies
+    // from; the U8_CHW border is set byte by byte.
+    Writer(const TensorParams &p, const TensorPlacement &pl, void *dst, bool nv21, void *pattern)
         : p_(p), pl_(pl), plane_(static_cast<size_t>(p.dst_width) * p.dst_height) {
         const qevo_color::Paths &paths = qevo_color::choose_paths();
         k_ = &qevo_color::coeffs_of(p.matrix);
@@ -97,6 +102,14 @@ class Writer {
         }
         u8_ = static_cast<unsigned char *>(dst);
         f32_ = static_cast<float *>(dst);
+        pad_u8_ = static_cast<unsigned char *>(pattern);
+        pad_f32_ = static_cast<float *>(pattern);
+        const int W = p.dst_width;
+        if (p.format == qevo::TENSOR_U8_HWC)
+            for (int x = 0; x < W; ++x) std::memcpy(pad_u8_ + 3 * x, p.pad, 3);
+        if (p.format == qevo::TENSOR_F32_CHW)
+            for (int c = 0; c < 3; ++c)
+                for (int x = 0; x < W; ++x) pad_f32_[c * W + x] = pad_f_[c];
     }
 
     void border_row(int oy) { border(oy, 0, p_.dst_width); }
@@ -129,19 +142,19 @@ class Writer {
     // Border pixels x0 .. x1 - 1 of output row oy.
     void border(int oy, int x0, int x1) {
         if (x1 <= x0) return;
-        const int n = x1 - x0;
+        const size_t n = static_cast<size_t>(x1 - x0);
         const size_t at = static_cast<size_t>(oy) * p_.dst_width + x0;
         switch (p_.format) {
-            case qevo::TENSOR_U8_HWC: {
-                unsigned char *d = u8_ + 3 * at;
-                for (int i = 0; i < n; ++i, d += 3) std::memcpy(d, p_.pad, 3);
+            case qevo::TENSOR_U8_HWC:
+                std::memcpy(u8_ + 3 * at, pad_u8_, 3 * n);
                 break;
-            }
             case qevo::TENSOR_U8_CHW:
                 for (int c = 0; c < 3; ++c) std::memset(u8_ + plane_ * c + at, p_.pad[c], n);
                 break;
             default:
-                for (int c = 0; c < 3; ++c) fill(f32_ + plane_ * c + at, n, pad_f_[c]);
+                for (int c = 0; c < 3; ++c)
+                    std::memcpy(f32_ + plane_ * c + at, pad_f32_ + c * p_.dst_width,
+                                n * sizeof(float));
                 break;
         }
     }
@@ -156,8 +169,8 @@ class Writer {
     qevo_color::Norm norm_;
     float pad_f_[3];
     int r_, b_;
-    unsigned char *u8_;
-    float *f32_;
+    unsigned char *u8_, *pad_u8_;
+    float *f32_, *pad_f32_;
 };
 
 }  // namespace
@@ -195,20 +208,23 @@ int nv12_to_tensor(const Nv12Frame &frame, const TensorParams &params, void *dst
         f.uv + static_cast<size_t>(f.uv_stride) * (pl.crop_y / 2) + static_cast<size_t>(pl.crop_x);
     const bool identity = pl.crop_width == pl.width && pl.crop_height == pl.height;
 
+    // Working storage: the border pattern, then (when resizing) two luma rows
+    // and their chroma row.
     qevo_resize::RowResizer luma, chroma;
-    unsigned char *rows = nullptr;  // two luma rows and their chroma row
-    if (!identity) {
-        if (!luma.init(1, src_y, pl.crop_width, pl.crop_height, f.y_stride, pl.width, pl.height) ||
-            !chroma.init(2, src_uv, pl.crop_width / 2, pl.crop_height / 2, f.uv_stride,
-                         pl.width / 2, pl.height / 2))
-            return 1;
-        rows = static_cast<unsigned char *>(std::malloc(3 * static_cast<size_t>(pl.width)));
-        if (rows == nullptr) return 1;
-    }
+    if (!identity &&
+        (!luma.init(1, src_y, pl.crop_width, pl.crop_height, f.y_stride, pl.width, pl.height) ||
+         !chroma.init(2, src_uv, pl.crop_width / 2, pl.crop_height / 2, f.uv_stride, pl.width / 2,
+                      pl.height / 2)))
+        return 1;
+    const size_t pattern = Writer::pattern_bytes(p);
+    unsigned char *work = static_cast<unsigned char *>(  // + 1: never a request of 0 bytes
+        std::malloc(pattern + (identity ? 0 : 3 * static_cast<size_t>(pl.width)) + 1));
+    if (work == nullptr) return 1;
+    unsigned char *rows = work + pattern;
 
     // Content rows go in pairs sharing a chroma row: the content starts at
     // row pl.y and its height is even.
-    Writer out(p, pl, dst, f.nv21);
+    Writer out(p, pl, dst, f.nv21, work);
     for (int oy = 0; oy < p.dst_height;) {
         const int r = oy - pl.y;
         if (r < 0 || r >= pl.height) {
@@ -226,7 +242,7 @@ int nv12_to_tensor(const Nv12Frame &frame, const TensorParams &params, void *dst
         }
         oy += 2;
     }
-    std::free(rows);
+    std::free(work);
     if (placement != nullptr) *placement = pl;
     return 0;
 }
