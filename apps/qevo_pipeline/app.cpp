@@ -209,7 +209,7 @@ bool standin_geometry(const Options &opt, const SequenceData &data, int &w, int 
     if (bw < 1 || bh < 1 || bw > 16384 || bh > 16384) {
         error = "the boxes reach " + std::to_string(static_cast<long>(bw)) + "x" +
                 std::to_string(static_cast<long>(bh)) +
-                ", beyond the largest frame size 16384x16384: give --size";
+                ", not a frame size from 1x1 to 16384x16384: give --size";
         return false;
     }
     w = static_cast<int>(bw);
