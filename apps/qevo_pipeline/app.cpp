@@ -373,14 +373,14 @@ int run_program(const Options &opt) {
     j.begin_object();
     j.begin_object("input");
     j.value("source", builtin ? "built-in scene" : "user data");
-    if (!opt.frames_file.empty()) j.value("frames_file", opt.frames_file);
-    if (!opt.dets_file.empty()) j.value("detections_file", opt.dets_file);
-    if (!opt.gt_file.empty()) j.value("ground_truth_file", opt.gt_file);
-    j.value("width", W).value("height", H).value("frames", frames);
     j.value("size_from", size_from);
     if (frame_w != W || frame_h != H)
         j.value("frame_width", frame_w).value("frame_height", frame_h);
     if (std::isfinite(opt.min_score)) j.value("min_score", opt.min_score);
+    if (!opt.frames_file.empty()) j.value("frames_file", opt.frames_file);
+    if (!opt.dets_file.empty()) j.value("detections_file", opt.dets_file);
+    if (!opt.gt_file.empty()) j.value("ground_truth_file", opt.gt_file);
+    j.value("width", W).value("height", H).value("frames", frames);
     j.end_object();
     j.begin_object("network_input")
         .value("resized_width", pipe.network_width())
