@@ -6,7 +6,9 @@
 // threads must not change at once, and one update is short.
 #include <pybind11/stl.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <cstring>
 #include <memory>
 #include <optional>
@@ -36,15 +38,9 @@ void track_row(OBJTRACK &t, double *row) {
     det.score = t._score;
     det.classNum = t._cls;
     const int state = t.toObjInfo(det);
-    const double values[8] = {static_cast<double>(t._trackID),
-                              det.x1,
-                              det.y1,
-                              det.x2,
-                              det.y2,
-                              det.score,
-                              static_cast<double>(det.classNum),
-                              static_cast<double>(state)};
-    std::memcpy(row, values, sizeof values);
+    const double values[] = {double(t._trackID),   det.x1,       det.y1, det.x2, det.y2, det.score,
+                             double(det.classNum), double(state)};
+    std::copy(std::begin(values), std::end(values), row);
 }
 
 template <typename Deref, typename List>
@@ -111,9 +107,12 @@ struct SnapshotTracker {
     py::array_t<double> update(py::handle dets, py::handle patches, std::optional<float> az,
                                std::optional<float> pt) {
         Boxes boxes = boxes_from(dets, "SnapshotTracker.update: dets");
-        std::vector<QEVO::ImgMat> blocks;
         std::vector<Image> keep;  // the patch arrays stay referenced during the call
+        // Without patches every detection gets an empty one in the tracker's
+        // layout, so every mosaic has that layout.
+        std::vector<QEVO::ImgMat> blocks(boxes.rows.size(), patch(py::none(), "", keep));
         if (!patches.is_none()) {
+            blocks.clear();
             if (!py::isinstance<py::sequence>(patches) || py::isinstance<py::str>(patches))
                 type_error("SnapshotTracker.update: patches must be a list of arrays, got " +
                            describe(patches));

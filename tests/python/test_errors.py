@@ -26,7 +26,7 @@ def unaligned_plane():
 
 def test_bad_arguments_raise_clear_errors():
     snap = qevo.SnapshotTracker()
-    snap.update(BOXES, [None])
+    snap.update(BOXES)
     cases = [
         (lambda: qevo.resize(IMG.astype(np.float64), (4, 4)), TypeError, "dtype uint8"),
         (lambda: qevo.resize(IMG.tolist(), (4, 4)), TypeError, "type list"),
