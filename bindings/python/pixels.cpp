@@ -25,7 +25,7 @@ Span clamp_crop(int width, int height, int x1, int y1, int x2, int y2) {
     return {static_cast<int>(cx1), static_cast<int>(cy1), static_cast<int>(w), static_cast<int>(h)};
 }
 
-py::array crop(py::handle obj, int x1, int y1, int x2, int y2) {
+py::array crop(py::object obj, int x1, int y1, int x2, int y2) {
     const Image img = uint8_image(obj, "crop: img", 0);
     const Span r = clamp_crop(img.width, img.height, x1, y1, x2, y2);
     std::vector<py::ssize_t> shape = {r.h, r.w};
@@ -39,7 +39,7 @@ py::array crop(py::handle obj, int x1, int y1, int x2, int y2) {
     return std::move(out);
 }
 
-py::array crop_nv12(py::handle obj, int x1, int y1, int x2, int y2) {
+py::array crop_nv12(py::object obj, int x1, int y1, int x2, int y2) {
     const Image img = nv12_frame(obj, "crop_nv12: frame");
     const Span r = clamp_crop(img.width, img.height, x1, y1, x2, y2);
     auto out = new_uint8({r.h + r.h / 2, r.w});
@@ -51,7 +51,7 @@ py::array crop_nv12(py::handle obj, int x1, int y1, int x2, int y2) {
     return std::move(out);
 }
 
-py::array pad(py::handle obj, int left, int right, int top, int bottom, std::vector<int> values) {
+py::array pad(py::object obj, int left, int right, int top, int bottom, std::vector<int> values) {
     const Image img = uint8_image(obj, "pad: img", 0);
     if (left < 0 || right < 0 || top < 0 || bottom < 0)
         value_error("pad: the pads must not be negative");
@@ -77,7 +77,7 @@ py::array pad(py::handle obj, int left, int right, int top, int bottom, std::vec
     return std::move(out);
 }
 
-py::array nhwc_to_nchw(py::handle obj, bool rbswap) {
+py::array nhwc_to_nchw(py::object obj, bool rbswap) {
     const Image img = uint8_image(obj, "nhwc_to_nchw: img", 0);
     if (!img.has_channel_axis || img.channels != 3)
         value_error("nhwc_to_nchw: img must have shape (H, W, 3), got " + describe(obj));

@@ -14,7 +14,7 @@ using StridedKernel = void (*)(const unsigned char *, int, int, int, unsigned ch
 const StridedKernel kKernels[4] = {resize_bilinear_c1, resize_bilinear_c2, resize_bilinear_c3,
                                    resize_bilinear_c4};
 
-py::array resize(py::handle obj, py::handle size) {
+py::array resize(py::object obj, py::object size) {
     const Image img = uint8_image(obj, "resize: img", 4, true);
     const auto [w, h] = target_size(size, "resize: size", 1);
     if (img.width < 2 || img.height < 2)
@@ -37,7 +37,7 @@ py::array resize(py::handle obj, py::handle size) {
     return std::move(out);
 }
 
-py::array resize_nv12(py::handle obj, py::handle size) {
+py::array resize_nv12(py::object obj, py::object size) {
     const Image img = nv12_frame(obj, "resize_nv12: frame");
     const auto [w, h] = target_size(size, "resize_nv12: size", 2);
     if (img.width < 4 || img.height < 4)
@@ -54,7 +54,7 @@ py::array resize_nv12(py::handle obj, py::handle size) {
     return std::move(out);
 }
 
-py::array resize_float(py::handle obj, py::handle size) {
+py::array resize_float(py::object obj, py::object size) {
     py::array plane = float_array(obj, "resize_float: plane", 2);
     const auto [w, h] = target_size(size, "resize_float: size", 1);
     if (plane.shape(0) < 1 || plane.shape(1) < 1)

@@ -25,7 +25,7 @@ py::array_t<float> suppress(py::handle boxes, const char *what, Fn fn) {
     return boxes_to_array(kept, in.columns);
 }
 
-py::object sigmoid(py::handle x) {
+py::object sigmoid(py::object x) {
     if (!py::isinstance<py::array>(x)) {
         try {
             return py::float_(KIVEX::sigmoid(x.cast<float>()));
@@ -46,7 +46,7 @@ py::object sigmoid(py::handle x) {
     return std::move(out);
 }
 
-py::array_t<float> softmax(py::handle scores) {
+py::array_t<float> softmax(py::object scores) {
     py::array a;
     if (py::isinstance<py::array>(scores)) {
         a = float_array(scores, "softmax: scores", 1);
@@ -77,7 +77,7 @@ py::tuple make_rect(int x1, int y1, int x2, int y2, int width, int height) {
 void bind_suppression(py::module_ &m) {
     m.def(
         "nms",
-        [](py::handle boxes, float threshold, int type) {
+        [](py::object boxes, float threshold, int type) {
             return suppress(boxes, "nms: boxes", [&](Records &in, Records &kept) {
                 KIVEX::nms(in, kept, threshold, type);
             });
@@ -89,7 +89,7 @@ void bind_suppression(py::module_ &m) {
         "Prints two count lines on standard output, as the C++ call does.");
     m.def(
         "nms1",
-        [](py::handle boxes, float threshold) {
+        [](py::object boxes, float threshold) {
             return suppress(boxes, "nms1: boxes", [&](Records &in, Records &kept) {
                 KIVEX::nms1(in, kept, threshold, 0);
             });
@@ -99,7 +99,7 @@ void bind_suppression(py::module_ &m) {
         "corners; the area column is not read). Returns the kept rows, best first.");
     m.def(
         "nms_cls",
-        [](py::handle boxes, float threshold, int num_classes) {
+        [](py::object boxes, float threshold, int num_classes) {
             return suppress(boxes, "nms_cls: boxes", [&](Records &in, Records &kept) {
                 KIVEX::nms_cls(in, kept, threshold, num_classes);
             });
@@ -109,7 +109,7 @@ void bind_suppression(py::module_ &m) {
         "after class. Boxes of other classes are dropped.");
     m.def(
         "seg_nms",
-        [](py::handle boxes, float threshold) {
+        [](py::object boxes, float threshold) {
             return suppress(boxes, "seg_nms: boxes", [&](Records &in, Records &kept) {
                 KIVEX::seg_NMS(in, threshold, kept);
             });

@@ -70,7 +70,7 @@ struct Tracker {
 
     py::array_t<double> rows() { return track_rows(tracks, self); }
 
-    py::array_t<double> update(py::handle dets) {
+    py::array_t<double> update(py::object dets) {
         Boxes boxes = boxes_from(dets, "Tracker.update: dets");
         update_objtracker(std::move(boxes.rows), tracks, threshold);
         return rows();
@@ -104,7 +104,7 @@ struct SnapshotTracker {
         return rec;
     }
 
-    py::array_t<double> update(py::handle dets, py::handle patches, std::optional<float> az,
+    py::array_t<double> update(py::object dets, py::object patches, std::optional<float> az,
                                std::optional<float> pt) {
         Boxes boxes = boxes_from(dets, "SnapshotTracker.update: dets");
         std::vector<Image> keep;  // the patch arrays stay referenced during the call

@@ -41,11 +41,11 @@ void bind_utilities(py::module_ &m) {
           py::arg("resolution"), py::arg("width"), py::arg("height"),
           "Image row of pitch target_pt seen from pt (0 without resolution).");
     m.def(
-        "hash_", [](py::handle s) { return KIVEX::hash_(c_string(s, "hash_: s").c_str()); },
+        "hash_", [](py::object s) { return KIVEX::hash_(c_string(s, "hash_: s").c_str()); },
         py::arg("s"), "64-bit FNV-1a of a str (its UTF-8 bytes) or bytes.");
     m.def(
         "get_md5",
-        [](py::handle path) {
+        [](py::object path) {
             const std::string name =
                 c_string(py::module_::import("os").attr("fsdecode")(path), "get_md5: path");
             py::gil_scoped_release unlocked;
