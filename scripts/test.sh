@@ -25,3 +25,4 @@ run_suite() {
 run_suite build
 run_suite build-asan -DQEVO_SANITIZE=ON
 bash scripts/test_aarch64.sh
+bash scripts/test_python.sh
