@@ -3,10 +3,19 @@
 #define QEVO_SRC_IMAGEMAT_COPY_BYTES_H
 
 #include <cstddef>
-#include <cstdint>
 #include <cstring>
 
 namespace qevo_internal {
+
+// Copies the first and the last N bytes of n (N <= n <= 2N): loads, then stores.
+template <size_t N>
+inline void copy_ends(unsigned char *dst, const unsigned char *src, size_t n) {
+    unsigned char head[N], tail[N];
+    std::memcpy(head, src, N);
+    std::memcpy(tail, src + n - N, N);
+    std::memcpy(dst, head, N);
+    std::memcpy(dst + n - N, tail, N);
+}
 
 // Copies n bytes as memmove does. A join along the width of narrow tensors
 // copies short blocks by the thousand; up to 32 bytes they are moved here
@@ -17,23 +26,11 @@ inline void copy_bytes(unsigned char *dst, const unsigned char *src, size_t n) {
     if (n > 32) {
         std::memmove(dst, src, n);
     } else if (n >= 16) {
-        unsigned char head[16], tail[16];
-        std::memcpy(head, src, 16);
-        std::memcpy(tail, src + n - 16, 16);
-        std::memcpy(dst, head, 16);
-        std::memcpy(dst + n - 16, tail, 16);
+        copy_ends<16>(dst, src, n);
     } else if (n >= 8) {
-        uint64_t head, tail;
-        std::memcpy(&head, src, 8);
-        std::memcpy(&tail, src + n - 8, 8);
-        std::memcpy(dst, &head, 8);
-        std::memcpy(dst + n - 8, &tail, 8);
+        copy_ends<8>(dst, src, n);
     } else if (n >= 4) {
-        uint32_t head, tail;
-        std::memcpy(&head, src, 4);
-        std::memcpy(&tail, src + n - 4, 4);
-        std::memcpy(dst, &head, 4);
-        std::memcpy(dst + n - 4, &tail, 4);
+        copy_ends<4>(dst, src, n);
     } else if (n > 0) {
         const unsigned char first = src[0], middle = src[n / 2], last = src[n - 1];
         dst[0] = first;

@@ -8,15 +8,7 @@
 
 namespace qevo_simd {
 
-const TensorMathPaths *tensor_math_paths() {
-#if defined(__x86_64__) || defined(_M_X64)
-    return pick(&kTensorMathSse41, &kTensorMathAvx2);
-#elif defined(__aarch64__)
-    return pick(&kTensorMathNeon);
-#else
-    return nullptr;
-#endif
-}
+const TensorMathPaths *tensor_math_paths() { return QEVO_SIMD_PICK(kTensorMath); }
 
 }  // namespace qevo_simd
 

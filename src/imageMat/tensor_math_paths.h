@@ -17,6 +17,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "utils/simd_select.h"
+
 namespace qevo_simd {
 
 // Each function does a leading part of the work and returns its size; the
@@ -36,12 +38,7 @@ struct TensorMathPaths {
 // Null when the scalar code is chosen (see utils/simd_select.h).
 const TensorMathPaths *tensor_math_paths();
 
-#if defined(__x86_64__) || defined(_M_X64)
-extern const TensorMathPaths kTensorMathSse41;
-extern const TensorMathPaths kTensorMathAvx2;
-#elif defined(__aarch64__)
-extern const TensorMathPaths kTensorMathNeon;
-#endif
+QEVO_SIMD_TABLES(TensorMathPaths, kTensorMath);
 
 namespace {
 

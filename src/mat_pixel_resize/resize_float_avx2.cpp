@@ -40,7 +40,8 @@ struct OpsAvx2 : FloatOpsAvx2 {
         if (R == 0) {
             const __m256 a = _mm256_i32gather_ps(row, index(gd), 4);
             const __m256 b = _mm256_i32gather_ps(row, index(gd + 32), 4);
-            return _mm256_add_ps(_mm256_mul_ps(weights(gd + 64), a), _mm256_mul_ps(weights(gd + 96), b));
+            return _mm256_add_ps(_mm256_mul_ps(weights(gd + 64), a),
+                                 _mm256_mul_ps(weights(gd + 96), b));
         }
         const __m256 p = _mm256_mul_ps(weights(gd + 64), quad(row + base[0], gd));
         const __m256 q = _mm256_mul_ps(weights(gd + 96), quad(row + base[1], gd + 32));

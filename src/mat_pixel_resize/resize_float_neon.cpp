@@ -13,41 +13,17 @@
 namespace qevo_simd {
 namespace {
 
-struct OpsNeon : FloatOpsNeon {
-    static constexpr int kParts = 1, kRegFloats = 4, kMaxRegs = 4;
-    // First taps at 0, second at 16: the byte positions of each lane's value
-    // within the window, or four absolute positions. Weights w0 at 32, w1 at
-    // 48.
-    static constexpr size_t kGroupBytes = 64;
+struct TakeNeon {
+    // The byte positions of each lane's value within the window, or four
+    // absolute positions.
+    static constexpr size_t kTapBytes = 16;
 
-    static void encode(unsigned char *gd, int k, int pos0, int pos1, float w0, float w1, int regs) {
-        encode_tap(gd, k, pos0, regs);
-        encode_tap(gd + 16, k, pos1, regs);
-        std::memcpy(gd + 32 + 4 * k, &w0, 4);
-        std::memcpy(gd + 48 + 4 * k, &w1, 4);
-    }
-    template <int R>
-    static float32x4_t blend(const float *row, const int *base, const unsigned char *gd) {
-        const float *w = row + base[0];
-        const float32x4_t p0 = vmulq_f32(weights(gd + 32), take<R>(w, gd));
-        const float32x4_t p1 = vmulq_f32(weights(gd + 48), take<R>(w, gd + 16));
-        return vaddq_f32(p0, p1);
-    }
-    template <int R>
-    static float32x4_t pick(const float *row, const int *base, const unsigned char *gd) {
-        return take<R>(row + base[0], gd);
-    }
-
-  private:
     static void encode_tap(unsigned char *idx, int k, int pos, int regs) {
         if (regs == 0) {
             std::memcpy(idx + 4 * k, &pos, sizeof pos);
             return;
         }
         for (int b = 0; b < 4; ++b) idx[4 * k + b] = static_cast<unsigned char>(4 * pos + b);
-    }
-    static float32x4_t weights(const unsigned char *p) {
-        return vld1q_f32(reinterpret_cast<const float *>(p));
     }
     // The four values at the encoded positions of the window at w (the row,
     // absolute positions, for R = 0).
@@ -66,6 +42,8 @@ struct OpsNeon : FloatOpsNeon {
         return vsetq_lane_f32(w[i[3]], v, 3);
     }
 };
+
+using OpsNeon = LookupOps<FloatOpsNeon, TakeNeon>;
 
 }  // namespace
 

@@ -24,6 +24,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "utils/simd_select.h"
+
 namespace qevo_simd {
 
 // The two source taps of one output coordinate and the blend distance from
@@ -51,12 +53,7 @@ struct FloatResizePaths {
 // Null when the scalar code is chosen (see utils/simd_select.h).
 const FloatResizePaths *float_resize_paths();
 
-#if defined(__x86_64__) || defined(_M_X64)
-extern const FloatResizePaths kFloatResizeSse41;
-extern const FloatResizePaths kFloatResizeAvx2;
-#elif defined(__aarch64__)
-extern const FloatResizePaths kFloatResizeNeon;
-#endif
+QEVO_SIMD_TABLES(FloatResizePaths, kFloatResize);
 
 namespace {
 
@@ -277,6 +274,44 @@ class WindowCols {
     int *base_ = nullptr;
     unsigned char *data_ = nullptr;
     void *mem_ = nullptr;
+};
+
+// Ops for instruction sets whose groups are one part of kLanes columns and
+// take each set of taps with one lookup over a window of up to four
+// registers (SSE4.1 byte shuffles, NEON table lookups). `Take` provides
+//   kTapBytes                  encoded positions of one tap set of a group
+//   encode_tap(idx, k, pos, regs), take<R>(window, idx)
+// and the group data is: first taps, second taps, then the weights w0 and
+// w1 of the lanes.
+template <class F, class Take>
+struct LookupOps : F {
+    using Vec = typename F::Vec;
+    static constexpr int kParts = 1, kRegFloats = F::kLanes, kMaxRegs = 4;
+    static constexpr size_t kW0 = 2 * Take::kTapBytes, kW1 = kW0 + sizeof(float) * F::kLanes;
+    static constexpr size_t kGroupBytes = kW1 + sizeof(float) * F::kLanes;
+
+    static void encode(unsigned char *gd, int k, int pos0, int pos1, float w0, float w1, int regs) {
+        Take::encode_tap(gd, k, pos0, regs);
+        Take::encode_tap(gd + Take::kTapBytes, k, pos1, regs);
+        std::memcpy(gd + kW0 + sizeof(float) * k, &w0, sizeof(float));
+        std::memcpy(gd + kW1 + sizeof(float) * k, &w1, sizeof(float));
+    }
+    template <int R>
+    static Vec blend(const float *row, const int *base, const unsigned char *gd) {
+        const float *w = row + base[0];
+        const Vec p0 = F::mul(weights(gd + kW0), Take::template take<R>(w, gd));
+        const Vec p1 = F::mul(weights(gd + kW1), Take::template take<R>(w, gd + Take::kTapBytes));
+        return F::add(p0, p1);
+    }
+    template <int R>
+    static Vec pick(const float *row, const int *base, const unsigned char *gd) {
+        return Take::template take<R>(row + base[0], gd);
+    }
+
+  private:
+    static Vec weights(const unsigned char *p) {
+        return F::load(reinterpret_cast<const float *>(p));
+    }
 };
 
 // Bilinear resize of one plane with an instruction set's column passes

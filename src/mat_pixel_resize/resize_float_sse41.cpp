@@ -13,31 +13,11 @@
 namespace qevo_simd {
 namespace {
 
-struct OpsSse41 : FloatOpsSse41 {
-    static constexpr int kParts = 1, kRegFloats = 4, kMaxRegs = 4;
-    // First taps at 0, second at 64: one 16-byte shuffle mask per register of
-    // the window, or four absolute positions. Weights w0 at 128, w1 at 144.
-    static constexpr size_t kGroupBytes = 160;
+struct TakeSse41 {
+    // One 16-byte shuffle mask per register of the window, or four absolute
+    // positions.
+    static constexpr size_t kTapBytes = 64;
 
-    static void encode(unsigned char *gd, int k, int pos0, int pos1, float w0, float w1, int regs) {
-        encode_tap(gd, k, pos0, regs);
-        encode_tap(gd + 64, k, pos1, regs);
-        std::memcpy(gd + 128 + 4 * k, &w0, 4);
-        std::memcpy(gd + 144 + 4 * k, &w1, 4);
-    }
-    template <int R>
-    static __m128 blend(const float *row, const int *base, const unsigned char *gd) {
-        const float *w = row + base[0];
-        const __m128 p0 = _mm_mul_ps(weights(gd + 128), take<R>(w, gd));
-        const __m128 p1 = _mm_mul_ps(weights(gd + 144), take<R>(w, gd + 64));
-        return _mm_add_ps(p0, p1);
-    }
-    template <int R>
-    static __m128 pick(const float *row, const int *base, const unsigned char *gd) {
-        return take<R>(row + base[0], gd);
-    }
-
-  private:
     static void encode_tap(unsigned char *idx, int k, int pos, int regs) {
         if (regs == 0) {
             std::memcpy(idx + 4 * k, &pos, sizeof pos);
@@ -48,12 +28,6 @@ struct OpsSse41 : FloatOpsSse41 {
                 idx[16 * q + 4 * k + b] =
                     static_cast<unsigned char>(pos / 4 == q ? 4 * (pos % 4) + b : 0x80);
         }
-    }
-    static __m128i mask(const unsigned char *p) {
-        return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
-    }
-    static __m128 weights(const unsigned char *p) {
-        return _mm_loadu_ps(reinterpret_cast<const float *>(p));
     }
     // The four values at the encoded positions of the window at w (the row,
     // absolute positions, for R = 0).
@@ -70,7 +44,14 @@ struct OpsSse41 : FloatOpsSse41 {
                 v, _mm_shuffle_epi8(_mm_castps_si128(_mm_loadu_ps(w + 4 * q)), mask(idx + 16 * q)));
         return _mm_castsi128_ps(v);
     }
+
+  private:
+    static __m128i mask(const unsigned char *p) {
+        return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+    }
 };
+
+using OpsSse41 = LookupOps<FloatOpsSse41, TakeSse41>;
 
 }  // namespace
 

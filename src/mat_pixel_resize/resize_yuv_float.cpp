@@ -27,15 +27,7 @@ using qevo_simd::tap_of;
 
 namespace qevo_simd {
 
-const FloatResizePaths *float_resize_paths() {
-#if defined(__x86_64__) || defined(_M_X64)
-    return pick(&kFloatResizeSse41, &kFloatResizeAvx2);
-#elif defined(__aarch64__)
-    return pick(&kFloatResizeNeon);
-#else
-    return nullptr;
-#endif
-}
+const FloatResizePaths *float_resize_paths() { return QEVO_SIMD_PICK(kFloatResize); }
 
 }  // namespace qevo_simd
 

@@ -11,6 +11,8 @@
 #include <cstring>
 #include <vector>
 
+#include "utils/simd_select.h"
+
 namespace qevo_simd {
 
 struct PixelBufferPaths {
@@ -43,12 +45,7 @@ bool pad_with_fills(const unsigned char *data, long long imgW, long long imgH, i
                     long long padleft, long long padright, long long padtop, long long padbot,
                     unsigned char *dst, const std::vector<int> &values);
 
-#if defined(__x86_64__) || defined(_M_X64)
-extern const PixelBufferPaths kPixelBufferSse41;
-extern const PixelBufferPaths kPixelBufferAvx2;
-#elif defined(__aarch64__)
-extern const PixelBufferPaths kPixelBufferNeon;
-#endif
+QEVO_SIMD_TABLES(PixelBufferPaths, kPixelBuffer);
 
 namespace {
 
@@ -79,6 +76,40 @@ void fill_rows(unsigned char *dst, size_t stride, size_t rows, size_t width,
         }
         std::memcpy(p, block, left);
     }
+}
+
+// Splitting by byte shuffles over `Ops` (Vec, kPixels, mask, load3, shuffle,
+// bit_or, store): each step takes kPixels pixels from three registers whose
+// 16-byte halves each hold the bytes of 16 pixels (load3). For each plane one
+// shuffle per register moves the plane's bytes of that register into place and
+// zeroes the other lanes (mask index 0x80), and two ORs join them.
+template <class Ops>
+size_t split3_shuffled(const unsigned char *src, size_t n, unsigned char *p0, unsigned char *p1,
+                       unsigned char *p2) {
+    constexpr size_t P = Ops::kPixels;
+    if (n < P) return 0;
+    typename Ops::Vec mask[3][3];
+    for (int p = 0; p < 3; ++p) {
+        for (int r = 0; r < 3; ++r) {
+            unsigned char m[16];
+            for (int j = 0; j < 16; ++j) {
+                const int at = 3 * j + p;
+                m[j] = static_cast<unsigned char>(at / 16 == r ? at % 16 : 0x80);
+            }
+            mask[p][r] = Ops::mask(m);
+        }
+    }
+    unsigned char *out[3] = {p0, p1, p2};
+    size_t i = 0;
+    for (; i + P <= n; i += P, src += 3 * P) {
+        const typename Ops::Vec v[3] = {Ops::load3(src, 0), Ops::load3(src, 1), Ops::load3(src, 2)};
+        for (int p = 0; p < 3; ++p) {
+            Ops::store(out[p] + i, Ops::bit_or(Ops::bit_or(Ops::shuffle(v[0], mask[p][0]),
+                                                           Ops::shuffle(v[1], mask[p][1])),
+                                               Ops::shuffle(v[2], mask[p][2])));
+        }
+    }
+    return i;
 }
 
 }  // namespace

@@ -7,15 +7,7 @@
 
 namespace qevo_simd {
 
-const PixelBufferPaths *pixel_buffer_paths() {
-#if defined(__x86_64__) || defined(_M_X64)
-    return pick(&kPixelBufferSse41, &kPixelBufferAvx2);
-#elif defined(__aarch64__)
-    return pick(&kPixelBufferNeon);
-#else
-    return nullptr;
-#endif
-}
+const PixelBufferPaths *pixel_buffer_paths() { return QEVO_SIMD_PICK(kPixelBuffer); }
 
 namespace {
 

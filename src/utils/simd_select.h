@@ -34,4 +34,19 @@ const T *pick(const T *neon) {
 
 }  // namespace qevo_simd
 
+// A family of vector forms is one table per instruction set, named by a
+// prefix and the set: kFooSse41 and kFooAvx2 on x86-64, kFooNeon on aarch64.
+// QEVO_SIMD_TABLES(Type, kFoo) declares those of this architecture, and
+// QEVO_SIMD_PICK(kFoo) is the chosen one (null for the scalar code).
+#if defined(__x86_64__) || defined(_M_X64)
+#define QEVO_SIMD_TABLES(Type, prefix) extern const Type prefix##Sse41, prefix##Avx2
+#define QEVO_SIMD_PICK(prefix) ::qevo_simd::pick(&prefix##Sse41, &prefix##Avx2)
+#elif defined(__aarch64__)
+#define QEVO_SIMD_TABLES(Type, prefix) extern const Type prefix##Neon
+#define QEVO_SIMD_PICK(prefix) ::qevo_simd::pick(&prefix##Neon)
+#else
+#define QEVO_SIMD_TABLES(Type, prefix) static_assert(true, "no vector forms")
+#define QEVO_SIMD_PICK(prefix) nullptr
+#endif
+
 #endif  // QEVO_SRC_UTILS_SIMD_SELECT_H
