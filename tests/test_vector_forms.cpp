@@ -57,8 +57,8 @@ class VectorForms : public ::testing::TestWithParam<qevo_test::SimdPath> {
     std::mt19937 rng_{2024};
 };
 
-// Random sizes up and down (shrinks beyond 4:1 read taps lane by lane), odd
-// widths, and planes one value wide or high.
+// Random sizes up and down (shrinks beyond about 4.6:1 and rows shorter than
+// a vector stay scalar), odd widths, and planes one value wide or high.
 TEST_P(VectorForms, FloatBilinearResize) {
     std::uniform_int_distribution<int> sw(1, 300), sh(1, 24), dw(1, 420), dh(1, 24);
     std::vector<std::vector<int>> sizes = {{640, 8, 320, 5}, {640, 6, 1280, 9}, {640, 4, 416, 3},

@@ -89,13 +89,15 @@ inline Tap tap_of(int idx, double step, int n) {
 // from a window of source values that starts at its own base and never
 // reaches past the end of the row; windows of 1 .. kMaxRegs registers
 // (kRegFloats values each) are tried and the smallest that every part fits is
-// taken. With regs = 0 none fits (a part spans too many values, or the row is
-// too short) and tap positions are absolute. Ops keeps the positions and
-// weights of a group in its own layout of kGroupBytes bytes:
+// taken. When none fits (a part spans too many values, as in a shrink by
+// more than about 4.6:1, or the row is too short) there is no vector form and
+// the scalar code runs. Ops keeps the positions and weights of a group in its
+// own layout of kGroupBytes bytes:
 //   Vec                                      a vector of kLanes floats
 //   encode(gd, k, pos0, pos1, w0, w1, regs)  stores lane k's tap positions
 //                                            (relative to its part's base)
-//                                            and weights into group data gd
+//                                            and weights into group data gd,
+//                                            for windows of `regs` registers
 //   blend<R>(row, base, gd)                  w0 * row[x0] + w1 * row[x1] for
 //                                            the group, base = its part bases
 //   pick<R>(row, base, gd)                   row[x0] for the group
@@ -112,7 +114,7 @@ class WindowCols {
     ~WindowCols() { std::free(mem_); }
 
     // Tables for `count` output columns with taps `cols` over rows of `srcw`
-    // values; false when they cannot be allocated.
+    // values; false when no window fits or they cannot be allocated.
     bool init(const Tap *cols, int count, int srcw) {
         taps_ = cols;
         n_ = count;
@@ -124,10 +126,7 @@ class WindowCols {
         base_ = reinterpret_cast<int *>(data_ + g * Ops::kGroupBytes);
         for (regs_ = 1; regs_ <= Ops::kMaxRegs && !fit(Ops::kRegFloats * regs_, srcw); ++regs_) {
         }
-        if (regs_ > Ops::kMaxRegs) {
-            regs_ = 0;
-            for (size_t i = 0; i < g * P; ++i) base_[i] = 0;
-        }
+        if (regs_ > Ops::kMaxRegs) return false;
         for (int i = 0; i < groups_; ++i) {
             for (int k = 0; k < L; ++k) {
                 const Tap &t = tap(i, k);
@@ -177,7 +176,7 @@ class WindowCols {
   private:
     template <int R>
     struct Regs {
-        static constexpr int value = R <= Ops::kMaxRegs ? R : 0;
+        static constexpr int value = R <= Ops::kMaxRegs ? R : Ops::kMaxRegs;
     };
 
     const Tap &tap(int g, int k) const {
@@ -210,8 +209,6 @@ class WindowCols {
     template <typename F>
     void with_window(F f) const {
         switch (regs_) {
-            case 1:
-                return f(Regs<1>{});
             case 2:
                 return f(Regs<2>{});
             case 3:
@@ -219,7 +216,7 @@ class WindowCols {
             case 4:
                 return f(Regs<4>{});
             default:
-                return f(Regs<0>{});
+                return f(Regs<1>{});
         }
     }
 
