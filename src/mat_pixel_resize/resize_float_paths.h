@@ -238,23 +238,27 @@ class WindowCols {
         const Vec v0 = Ops::set1(w0), v1 = Ops::set1(w1);
         const int *base = base_;
         const unsigned char *gd = data_;
-        for (int g = 0, n = groups_; g < n; ++g, base += P, gd += Ops::kGroupBytes, out += L) {
+        auto step = [&]() {
             __builtin_prefetch(na + base[0]);
             __builtin_prefetch(nb + base[0]);
             const Vec ha = Ops::template blend<R>(a, base, gd);
             const Vec hb = Ops::template blend<R>(b, base, gd);
             if (Keep) {
-                Ops::store(oa + g * L, ha);
-                Ops::store(ob + g * L, hb);
+                Ops::store(oa, ha);
+                Ops::store(ob, hb);
+                oa += L;
+                ob += L;
             }
-            const Vec o = Ops::add(Ops::mul(v0, ha), Ops::mul(v1, hb));
-            if (count - g * L >= L) {
-                Ops::store(out, o);
-            } else {
-                float last[L];
-                Ops::store(last, o);
-                std::memcpy(out, last, sizeof(float) * static_cast<size_t>(count - g * L));
-            }
+            base += P;
+            gd += Ops::kGroupBytes;
+            return Ops::add(Ops::mul(v0, ha), Ops::mul(v1, hb));
+        };
+        const int full = count / L;
+        for (int g = 0; g < full; ++g, out += L) Ops::store(out, step());
+        if (full < groups_) {
+            float last[L];
+            Ops::store(last, step());
+            std::memcpy(out, last, sizeof(float) * static_cast<size_t>(count - full * L));
         }
     }
 
