@@ -10,7 +10,8 @@
 // loops. The sums over the whole tensor (l1_norm, l2_norm) stay scalar: each
 // addition waits for the one before it.
 //
-// Internal linkage on purpose, see mat_pixel_resize/resize_float_paths.h.
+// The templates and inline functions here have internal linkage on purpose,
+// see mat_pixel_resize/resize_float_paths.h.
 #ifndef QEVO_SRC_IMAGEMAT_TENSOR_MATH_PATHS_H
 #define QEVO_SRC_IMAGEMAT_TENSOR_MATH_PATHS_H
 

@@ -12,10 +12,10 @@
 // Nearest: every output row is a source row sampled at fixed columns; the
 // vector forms move the 32-bit patterns unchanged.
 //
-// Everything here has internal linkage on purpose: the vector files are built
-// with their own instruction-set flags, and a shared (COMDAT) copy of an
-// inline function could otherwise be taken from such a file and run on a CPU
-// that lacks those instructions.
+// The templates and inline functions here have internal linkage on purpose:
+// the vector files are built with their own instruction-set flags, and a
+// shared (COMDAT) copy of an inline function could otherwise be taken from
+// such a file and run on a CPU that lacks those instructions.
 #ifndef QEVO_RESIZE_FLOAT_PATHS_H
 #define QEVO_RESIZE_FLOAT_PATHS_H
 
@@ -39,13 +39,13 @@ struct Tap {
 struct FloatResizePaths {
     const char *name;
     // Bilinear resize of one packed plane, given the taps of every output
-    // column and row. False (nothing written) when working memory cannot be
-    // allocated.
+    // column and row. False, with nothing written, when no column window fits
+    // (see WindowCols) or working memory cannot be allocated.
     bool (*bilinear)(const float *src, int srcw, float *dst, int dstw, int dsth, const Tap *cols,
                      const Tap *rows);
     // Nearest resize of `planes` packed planes one after the other: output
-    // (x, y) = source (cols[x].i0, rows[y]). False (nothing written) when
-    // working memory cannot be allocated.
+    // (x, y) = source (cols[x].i0, rows[y]). False, with nothing written, as
+    // for bilinear.
     bool (*nearest)(const float *src, int srcw, int srch, float *dst, int dstw, int dsth,
                     long long planes, const Tap *cols, const int *rows);
 };

@@ -33,15 +33,15 @@ const FloatResizePaths *float_resize_paths() { return QEVO_SIMD_PICK(kFloatResiz
 
 namespace {
 
-// The vector form of the chosen instruction set, given the column taps; false
-// when there is none or it could not run (nothing written then).
+// The vector form of the chosen instruction set, given the column taps and
+// the row step; false when there is none or it could not run (nothing
+// written then).
 bool resize_float_vector(const float *src, int srcw, int srch, float *dst, int dstw, int dsth,
-                         const Tap *cols) {
+                         const Tap *cols, double step_y) {
     const qevo_simd::FloatResizePaths *paths = qevo_simd::float_resize_paths();
-    if (paths == nullptr || cols == nullptr) return false;
+    if (paths == nullptr) return false;
     Tap *rows = static_cast<Tap *>(std::malloc(sizeof(Tap) * static_cast<size_t>(dsth)));
     if (rows == nullptr) return false;
-    const double step_y = static_cast<double>(srch) / (static_cast<double>(dsth) + 1.0);
     for (int y = 0; y < dsth; ++y) rows[y] = tap_of(y, step_y, srch);
     const bool done = paths->bilinear(src, srcw, dst, dstw, dsth, cols, rows);
     std::free(rows);
@@ -67,7 +67,7 @@ void resize_bilinear_float_c1(float *src, int srcw, int srch, float *dst, int ds
     Tap *cols = static_cast<Tap *>(std::malloc(sizeof(Tap) * static_cast<size_t>(dstw)));
     if (cols != nullptr) {
         for (int x = 0; x < dstw; ++x) cols[x] = tap_of(x, step_x, srcw);
-        if (resize_float_vector(src, srcw, srch, dst, dstw, dsth, cols)) {
+        if (resize_float_vector(src, srcw, srch, dst, dstw, dsth, cols, step_y)) {
             std::free(cols);
             return;
         }

@@ -3,7 +3,8 @@
 // them gives the bytes of the scalar loops as long as source and destination
 // do not overlap; the callers keep overlapping buffers on the scalar code.
 //
-// Internal linkage on purpose, see mat_pixel_resize/resize_float_paths.h.
+// The templates and inline functions here have internal linkage on purpose,
+// see mat_pixel_resize/resize_float_paths.h.
 #ifndef QEVO_SRC_UTILS_PIXEL_BUFFER_PATHS_H
 #define QEVO_SRC_UTILS_PIXEL_BUFFER_PATHS_H
 
