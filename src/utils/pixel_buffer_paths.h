@@ -60,7 +60,7 @@ void fill_rows(unsigned char *dst, size_t stride, size_t rows, size_t width,
     constexpr size_t V = Ops::kBytes;
     const size_t regs = period == 3 ? 3 : 1;
     unsigned char block[3 * V];
-    for (size_t i = 0; i < regs * V; ++i) block[i] = pattern[i % static_cast<size_t>(period)];
+    for (size_t i = 0; i < 3 * V; ++i) block[i] = pattern[i % static_cast<size_t>(period)];
     const typename Ops::Vec v0 = Ops::load(block), v1 = Ops::load(block + V),
                             v2 = Ops::load(block + 2 * V);
     for (size_t r = 0; r < rows; ++r) {
