@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "mat_pixel_resize.h"
+#include "simd_paths.h"
 
 namespace {
 
@@ -39,23 +40,8 @@ struct GuardedBytes {
     unsigned char *base, *data;
 };
 
-struct Path {
-    const char *name;
-    bool available;
-};
-void PrintTo(const Path &p, std::ostream *os) { *os << p.name; }
-
-std::vector<Path> vector_paths() {
-#if defined(__x86_64__)
-    __builtin_cpu_init();
-    return {{"sse41", __builtin_cpu_supports("sse4.1") != 0},
-            {"avx2", __builtin_cpu_supports("avx2") != 0}};
-#elif defined(__aarch64__)
-    return {{"neon", true}};
-#else
-    return {};
-#endif
-}
+using Path = qevo_test::SimdPath;
+using qevo_test::vector_paths;
 
 // Padding is bytes after each row; both 0 means the packed call.
 struct Case {
