@@ -5,7 +5,8 @@
 # first suite that fails; the output ends with ctest's summary.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-bash scripts/deps.sh cmake g++ make pkg-config libgtest-dev libbenchmark-dev libpng-dev
+bash scripts/deps.sh cmake g++ make pkg-config libgtest-dev libbenchmark-dev libpng-dev \
+  nlohmann-json3-dev libcli11-dev libinih-dev
 
 # Any sanitizer report ends the program with a failure status.
 export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=0}"
@@ -24,3 +25,4 @@ run_suite() {
 run_suite build
 run_suite build-asan -DQEVO_SANITIZE=ON
 bash scripts/test_aarch64.sh
+bash scripts/test_python.sh

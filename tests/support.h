@@ -6,9 +6,7 @@
 
 #include <climits>
 #include <cstdlib>
-#include <ostream>
 #include <string>
-#include <vector>
 #include <unistd.h>
 
 namespace qevo_test {
@@ -57,26 +55,6 @@ std::string capture_stdout(F &&f) {
     f();
     std::fflush(stdout);
     return testing::internal::GetCapturedStdout();
-}
-
-// The vector code paths of this architecture, as QEVO_SIMD names them, and
-// whether this CPU runs each.
-struct Path {
-    const char *name;
-    bool available;
-};
-inline void PrintTo(const Path &p, std::ostream *os) { *os << p.name; }
-
-inline std::vector<Path> vector_paths() {
-#if defined(__x86_64__)
-    __builtin_cpu_init();
-    return {{"sse41", __builtin_cpu_supports("sse4.1") != 0},
-            {"avx2", __builtin_cpu_supports("avx2") != 0}};
-#elif defined(__aarch64__)
-    return {{"neon", true}};
-#else
-    return {};
-#endif
 }
 
 }  // namespace qevo_test

@@ -13,7 +13,7 @@
 
 #include "mat_pixel_resize.h"
 #include "preprocess.h"
-#include "support.h"
+#include "simd_paths.h"
 #include "utils.h"
 
 namespace {
@@ -310,11 +310,9 @@ TEST(Nv12ToTensor, VectorPathsMatchScalar) {
             for (int nv21 = 0; nv21 < 2; ++nv21)
                 for (int bgr = 0; bgr < 2; ++bgr) {
                     Bytes want(w * 4 * 3), got(want.size());
-                    on_path("scalar", [&] {
-                        qevo::nv12_to_rgb(f.packed.data(), w, 4, want.data(), bgr, nv21);
-                    });
-                    on_path(path.name, [&] {
-                        qevo::nv12_to_rgb(f.packed.data(), w, 4, got.data(), bgr, nv21);
+                    qevo_test::scalar_then(path.name, [&](bool scalar) {
+                        qevo::nv12_to_rgb(f.packed.data(), w, 4, (scalar ? want : got).data(), bgr,
+                                          nv21);
                     });
                     ASSERT_EQ(want, got) << path.name << " width " << w;
                 }
@@ -328,8 +326,8 @@ TEST(Nv12ToTensor, VectorPathsMatchScalar) {
             const qevo::TensorPlacement want_pl = expected_placement(f, p);
             if (want_pl.crop_width < 4 || want_pl.crop_height < 4) continue;
             Bytes want, got;
-            on_path("scalar", [&] { want = fused(f, p, nullptr); });
-            on_path(path.name, [&] { got = fused(f, p, nullptr); });
+            qevo_test::scalar_then(
+                path.name, [&](bool scalar) { (scalar ? want : got) = fused(f, p, nullptr); });
             ASSERT_EQ(want, got) << path.name << " iteration " << iter;
         }
     }

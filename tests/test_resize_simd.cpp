@@ -13,12 +13,9 @@
 #include <vector>
 
 #include "mat_pixel_resize.h"
-#include "support.h"
+#include "simd_paths.h"
 
 namespace {
-
-using qevo_test::Path;
-using qevo_test::vector_paths;
 
 using Kernel = void (*)(const unsigned char *, int, int, int, unsigned char *, int, int, int);
 using PackedKernel = void (*)(const unsigned char *, int, int, unsigned char *, int, int);
@@ -42,6 +39,9 @@ struct GuardedBytes {
     size_t size, span;
     unsigned char *base, *data;
 };
+
+using Path = qevo_test::SimdPath;
+using qevo_test::vector_paths;
 
 // Padding is bytes after each row; both 0 means the packed call.
 struct Case {

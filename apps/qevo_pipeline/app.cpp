@@ -16,8 +16,11 @@
 #include "frame_source.h"
 #include "json_writer.h"
 #include "metrics.h"
+#include "mot_root.h"
 #include "raster.h"
 #include "scene.h"
+#include "sequence_info.h"
+#include "sequence_run.h"
 #include "utils.h"
 
 namespace pipeline {
@@ -41,6 +44,30 @@ bool make_dirs(const std::string &path, std::string &error) {
         return false;
     }
     return true;
+}
+
+PipelineConfig pipeline_config(const Options &opt, int width, int height) {
+    PipelineConfig pc;
+    pc.width = width;
+    pc.height = height;
+    pc.nms_iou = opt.nms_iou;
+    pc.match_distance = opt.match_distance;
+    pc.match_iou = opt.match_iou;
+    pc.filter_sigma = opt.filter_sigma;
+    pc.resolution = opt.resolution;
+    return pc;
+}
+
+bool progress_wanted(const Options &opt) {
+    return opt.progress == 1 || (opt.progress < 0 && isatty(STDERR_FILENO));
+}
+
+bool write_text(const std::string &path, const std::string &text, std::string &error) {
+    std::ofstream f(path, std::ios::binary);
+    f << text;
+    f.close();
+    if (!f) error = "cannot write '" + path + "': " + std::strerror(errno);
+    return static_cast<bool>(f);
 }
 
 namespace {
@@ -110,9 +137,15 @@ void write_stage(JsonWriter &j, const char *name, const std::vector<double> &ms)
     j.begin_object(name).value("mean", s.mean()).value("p95", s.p95()).end_object();
 }
 
-void write_metrics(JsonWriter &j, const char *key, const TrackingMetrics &m, bool have_gt) {
+void write_metrics(JsonWriter &j, const char *key, const TrackingMetrics &m,
+                   const TrajectoryIds &ids, bool have_gt) {
     j.begin_object(key);
     j.value("track_ids", m.track_ids).value("track_boxes", m.track_boxes);
+    j.begin_object("identifiers")
+        .value("trajectories", ids.trajectories())
+        .value("library_ids_reused", ids.reused_library_ids())
+        .value("remapped", ids.remapped())
+        .end_object();
     if (have_gt) {
         j.value("mota", m.mota)
             .value("motp_iou", m.motp)
@@ -121,6 +154,10 @@ void write_metrics(JsonWriter &j, const char *key, const TrackingMetrics &m, boo
             .value("idr", m.idr)
             .value("id_switches", m.id_switches)
             .value("fragmentations", m.fragmentations)
+            .value("mostly_tracked", m.mostly_tracked)
+            .value("partly_tracked", m.partly_tracked)
+            .value("mostly_lost", m.mostly_lost)
+            .value("removed_on_not_evaluated", m.removed)
             .value("matches", m.matches)
             .value("misses", m.misses)
             .value("false_positives", m.false_positives);
@@ -134,9 +171,57 @@ std::string frame_name(int frame) {
     return buf;
 }
 
+// Size and length of the stand-in frames of a run on detections alone:
+// seqinfo.ini in the detections' folder or the one above it (a benchmark's
+// SEQ/det/det.txt), else the size from --size or from the boxes and the
+// length from the last frame with boxes.
+bool standin_geometry(const Options &opt, const SequenceData &data, int &w, int &h, int &frames,
+                      std::string &size_from, std::string &error) {
+    w = opt.width;
+    h = opt.height;
+    size_from = "--size";
+    const size_t slash = opt.dets_file.rfind('/');
+    const std::string dir = slash == std::string::npos ? "." : opt.dets_file.substr(0, slash + 1);
+    for (const std::string &ini : {dir + "seqinfo.ini", dir + "../seqinfo.ini"}) {
+        if (access(ini.c_str(), F_OK) != 0) continue;
+        SequenceInfo info;
+        if (!read_sequence_info(ini, info, error)) return false;
+        if (w == 0) {
+            w = info.width;
+            h = info.height;
+            size_from = ini;
+        }
+        frames = info.length;
+        return true;
+    }
+    frames = std::max(
+        {last_frame(data.dets), last_frame(data.gt.scored), last_frame(data.gt.not_evaluated)});
+    if (frames == 0) {
+        error = "'" + opt.dets_file + "' holds no detections: nothing to run";
+        return false;
+    }
+    if (w > 0) return true;
+    double bw = 0, bh = 0, gw = 0, gh = 0;
+    box_extent(data.dets, bw, bh);
+    box_extent(data.gt.scored, gw, gh);
+    bw = std::max(bw, gw);
+    bh = std::max(bh, gh);
+    if (bw < 1 || bh < 1 || bw > 16384 || bh > 16384) {
+        error = "the boxes reach " + std::to_string(static_cast<long>(bw)) + "x" +
+                std::to_string(static_cast<long>(bh)) +
+                ", not a frame size from 1x1 to 16384x16384: give --size";
+        return false;
+    }
+    w = static_cast<int>(bw);
+    h = static_cast<int>(bh);
+    size_from = "boxes";
+    return true;
+}
+
 }  // namespace
 
 int run_program(const Options &opt) {
+    if (!opt.mot_root.empty()) return run_mot_root(opt);
     const auto wall0 = std::chrono::steady_clock::now();
     auto fail = [](const std::string &msg) {
         std::fprintf(stderr, "qevo_pipeline: %s\n", msg.c_str());
@@ -144,14 +229,16 @@ int run_program(const Options &opt) {
     };
     std::string err;
     const bool builtin = !opt.user_data();
-    const int W = opt.width, H = opt.height;
+    int W = opt.width, H = opt.height;  // size of the frames (or of the boxes' picture)
+    std::string size_from = builtin ? "built-in scene" : "--size";
 
     // Inputs.
     std::unique_ptr<Scene> scene;
     std::unique_ptr<FrameSource> source;
-    MotSequence dets, gt;
+    SequenceData data;
     bool have_gt = builtin;
     int num_classes = 1;
+    int frame_w = W, frame_h = H;  // size of the NV12 frames
     if (builtin) {
         SceneConfig sc;
         sc.width = W;
@@ -161,34 +248,24 @@ int run_program(const Options &opt) {
         source.reset(new SceneSource(*scene));
         num_classes = scene->num_classes();
     } else {
-        if (!opt.dets_file.empty()) {
-            ParseResult r = load_detections(opt.dets_file, dets);
-            if (!r.ok) return fail(r.error);
-        }
-        if (!opt.gt_file.empty()) {
-            ParseResult r = load_ground_truth(opt.gt_file, gt);
-            if (!r.ok) return fail(r.error);
-            have_gt = true;
-        }
+        if (!load_sequence(opt.dets_file, opt.gt_file, data, err)) return fail(err);
+        have_gt = data.have_gt;
         if (!opt.frames_file.empty()) {
             source = RawFileSource::open(opt.frames_file, W, H, opt.header, err);
             if (!source) return fail(err);
         } else {
-            const int n = std::max(last_frame(dets), last_frame(gt));
-            if (n == 0) return fail("'" + opt.dets_file + "' holds no detections: nothing to run");
-            source.reset(new GreySource(W, H, n));
+            int n = 0;
+            if (!standin_geometry(opt, data, W, H, n, size_from, err)) return fail(err);
+            GreySource *grey = new GreySource(W, H, n);
+            source.reset(grey);
+            frame_w = grey->width();
+            frame_h = grey->height();
         }
     }
     int frames = source->count();
     if (opt.length > 0) frames = std::min(frames, opt.length);
-    if (!builtin && last_frame(dets) > frames)
-        std::fprintf(stderr, "qevo_pipeline: warning: detections after frame %d are ignored\n",
-                     frames);
-    if (!builtin && last_frame(gt) > frames) {
-        std::fprintf(stderr, "qevo_pipeline: warning: ground truth after frame %d is ignored\n",
-                     frames);
-        gt.erase(gt.upper_bound(frames), gt.end());
-    }
+    if (!builtin) keep_frames(data, frames, "qevo_pipeline");
+    MotSequence &gt = data.gt.scored;
 
     // Output folder.
     const std::string out = opt.out_dir;
@@ -202,15 +279,9 @@ int run_program(const Options &opt) {
         return fail("cannot write to output folder '" + out + "': " + std::strerror(errno));
     servo_csv.line("frame,az,pt,target_id,target_az,target_pt");
 
-    PipelineConfig pc;
-    pc.width = W;
-    pc.height = H;
+    PipelineConfig pc = pipeline_config(opt, frame_w, frame_h);
     pc.num_classes = num_classes;
-    pc.nms_iou = opt.nms_iou;
-    pc.match_distance = opt.match_distance;
-    pc.match_iou = opt.match_iou;
-    pc.filter_sigma = opt.filter_sigma;
-    pc.resolution = builtin ? scene->resolution() : opt.resolution;
+    if (builtin) pc.resolution = scene->resolution();
     FramePipeline pipe(pc);
 
     std::string output_error;
@@ -226,25 +297,22 @@ int run_program(const Options &opt) {
         }
     };
 
-    const bool progress_on = opt.progress == 1 || (opt.progress < 0 && isatty(STDERR_FILENO));
-    ProgressBar bar(frames, progress_on);
+    ProgressBar bar(frames, progress_wanted(opt));
     MotSequence main_seq, inplace_seq;
     std::vector<RgbImage> thumbs;
-    const int thumb_w = 320, thumb_h = std::max(2, 320 * H / W);
+    const int thumb_w = 320, thumb_h = std::max(2, 320 * frame_h / frame_w);
     const int preview_frame = 1 + (frames - 1) / 2 / opt.every * opt.every;
-    long raw_total = 0, kept_total = 0, filter_in = 0, filter_out = 0, annotated = 0;
-    std::vector<uint8_t> nv12;
-    const std::vector<MotBox> none;
+    long annotated = 0;
+    RunCounts counts;
     FrameOutput last;
+    QEVO::SyncInfos sync{};  // of the current frame
 
-    for (int f = 1; f <= frames; ++f) {
-        if (!source->read(f, nv12, err)) return fail(err);
-        QEVO::SyncInfos sync{};
-        std::vector<MotBox> frame_dets;
+    auto inputs = [&](int f, QEVO::SyncInfos &frame_sync, std::vector<MotBox> &frame_dets) {
         if (builtin) {
             const ServoState s = scene->servo(f);
             sync.fAz = s.az;
             sync.fPt = s.pt;
+            frame_sync = sync;
             frame_dets = scene->detections(f);
             for (MotBox g : scene->ground_truth(f)) {
                 gt[f].push_back(g);
@@ -252,14 +320,12 @@ int run_program(const Options &opt) {
             }
             for (const MotBox &d : frame_dets) det_txt.line(format_det_line(f, d));
         } else {
-            auto it = dets.find(f);
-            if (it != dets.end()) frame_dets = it->second;
+            auto it = data.dets.find(f);
+            if (it != data.dets.end()) frame_dets = it->second;
         }
-        const FrameOutput fo = pipe.process(f, nv12.data(), sync, frame_dets, sink);
-        raw_total += fo.raw_detections;
-        kept_total += static_cast<long>(fo.detections.size());
-        filter_in += fo.inplace_total;
-        filter_out += fo.filter_passed;
+    };
+    auto result = [&](int f, const std::vector<uint8_t> &nv12, const FrameOutput &fo,
+                      std::string &e) {
         for (const MotBox &t : fo.tracks) {
             main_seq[f].push_back(t);
             tracks_txt.line(format_track_line(f, t));
@@ -272,18 +338,19 @@ int run_program(const Options &opt) {
         std::snprintf(line, sizeof line, "%d,%.4f,%.4f,%d,%.4f,%.4f", f, sync.fAz, sync.fPt,
                       fo.main_target, fo.servo_az, fo.servo_pt);
         servo_csv.line(line);
-        if ((f - 1) % opt.every == 0) {
-            RgbImage img = annotate(nv12.data(), W, H, f, fo);
-            if (!write_png(out + "/frames/" + frame_name(f), img, err)) return fail(err);
-            ++annotated;
-            thumbs.push_back(scaled(img, thumb_w, thumb_h));
-            if (f == preview_frame &&
-                !write_png(out + "/preview.png", scaled(img, 640, std::max(2, 640 * H / W)), err))
-                return fail(err);
-        }
         last = fo;
-        bar.update(f);
-    }
+        if ((f - 1) % opt.every != 0) return true;
+        RgbImage img = annotate(nv12.data(), frame_w, frame_h, f, fo);
+        if (!write_png(out + "/frames/" + frame_name(f), img, e)) return false;
+        ++annotated;
+        thumbs.push_back(scaled(img, thumb_w, thumb_h));
+        return f != preview_frame ||
+               write_png(out + "/preview.png",
+                         scaled(img, 640, std::max(2, 640 * frame_h / frame_w)), e);
+    };
+    if (!run_frames(pipe, *source, frames, opt.min_score, inputs, result, sink, bar, 0, counts,
+                    err))
+        return fail(err);
     bar.finish();
     pipe.finish(sink);
     if (!output_error.empty()) return fail(output_error);
@@ -294,8 +361,8 @@ int run_program(const Options &opt) {
         if (!t->close()) return fail("write error on '" + t->path() + "'");
 
     // Quality and timing.
-    const TrackingMetrics mm = evaluate_tracking(gt, main_seq);
-    const TrackingMetrics mi = evaluate_tracking(gt, inplace_seq);
+    const TrackingMetrics mm = score_against(data.gt, main_seq);
+    const TrackingMetrics mi = score_against(data.gt, inplace_seq);
     const std::vector<double> per_frame = pipe.frame_ms();
     const double total_ms = StageTimes{"", per_frame}.total();
     const double fps = total_ms > 0 ? frames * 1000.0 / total_ms : 0.0;
@@ -306,6 +373,10 @@ int run_program(const Options &opt) {
     j.begin_object();
     j.begin_object("input");
     j.value("source", builtin ? "built-in scene" : "user data");
+    j.value("size_from", size_from);
+    if (frame_w != W || frame_h != H)
+        j.value("frame_width", frame_w).value("frame_height", frame_h);
+    if (std::isfinite(opt.min_score)) j.value("min_score", opt.min_score);
     if (!opt.frames_file.empty()) j.value("frames_file", opt.frames_file);
     if (!opt.dets_file.empty()) j.value("detections_file", opt.dets_file);
     if (!opt.gt_file.empty()) j.value("ground_truth_file", opt.gt_file);
@@ -326,24 +397,30 @@ int run_program(const Options &opt) {
     write_stage(j, "frame_total", per_frame);
     j.end_object();
     j.begin_object("detections")
-        .value("raw", raw_total)
-        .value("after_nms", kept_total)
+        .value("raw", counts.raw)
+        .value("below_min_score", counts.below_min_score)
+        .value("after_nms", counts.after_nms)
         .end_object();
-    j.value("tracks", mm.track_ids);
+    j.value("tracks", pipe.ids().trajectories());
     if (have_gt) {
+        long not_evaluated = 0;
+        for (const auto &kv : data.gt.not_evaluated) not_evaluated += kv.second.size();
         j.begin_object("ground_truth")
             .value("objects", mm.gt_objects)
             .value("boxes", mm.gt_boxes)
+            .value("class_columns", data.gt.has_classes)
+            .value("not_evaluated_rows", not_evaluated)
+            .value("dropped_rows", data.gt.dropped)
             .end_object();
     } else {
         j.null("ground_truth");
     }
-    write_metrics(j, "tracker", mm, have_gt);
-    write_metrics(j, "tracker_inplace", mi, have_gt);
+    write_metrics(j, "tracker", mm, pipe.ids(), have_gt);
+    write_metrics(j, "tracker_inplace", mi, pipe.ids_inplace(), have_gt);
     j.begin_object("height_filter")
         .value("sigma", static_cast<double>(opt.filter_sigma))
-        .value("established_track_frames", filter_in)
-        .value("passed_track_frames", filter_out)
+        .value("established_track_frames", counts.filter_in)
+        .value("passed_track_frames", counts.filter_out)
         .end_object();
     j.begin_object("servo")
         .value("resolution_deg_per_px", pc.resolution)
@@ -356,16 +433,17 @@ int run_program(const Options &opt) {
         .value("snapshot_mosaics", mosaics)
         .end_object();
     j.end_object();
-    {
-        std::ofstream js(out + "/summary.json");
-        js << j.str();
-        js.close();
-        if (!js) return fail("write error on '" + out + "/summary.json'");
-    }
+    if (!write_text(out + "/summary.json", j.str(), err)) return fail(err);
 
     std::printf("qevo_pipeline: %d frames of %dx%d, %.1f fps through the library path\n", frames, W,
                 H, fps);
-    std::printf("  tracks: %d (in-place tracker: %d)\n", mm.track_ids, mi.track_ids);
+    const TrajectoryIds &ids = pipe.ids();
+    std::printf("  tracks: %d (in-place tracker: %d)\n", ids.trajectories(),
+                pipe.ids_inplace().trajectories());
+    if (ids.remapped() > 0)
+        std::printf(
+            "  library identifiers reused: %d (tracks given an identifier of their own: %d)\n",
+            ids.reused_library_ids(), ids.remapped());
     for (const StageTimes &s : pipe.stages())
         if (s.name == "layout")
             std::printf("  network input %dx%d (nv12_to_tensor): layout stage %.3f ms per frame\n",

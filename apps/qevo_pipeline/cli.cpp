@@ -1,167 +1,197 @@
 #include "cli.h"
 
+#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
+#include <memory>
 
 namespace pipeline {
 namespace {
 
-bool parse_long(const char *s, long &v) {
-    if (s == nullptr || *s == '\0') return false;
-    errno = 0;
-    char *end = nullptr;
-    v = std::strtol(s, &end, 10);
-    return errno == 0 && *end == '\0';
+// A finite number of at least `lo`.
+CLI::Validator finite_from(double lo) {
+    return CLI::Validator(
+        [lo](std::string &s) -> std::string {
+            errno = 0;
+            char *end = nullptr;
+            const double v = std::strtod(s.c_str(), &end);
+            if (s.empty() || *end != '\0' || errno != 0 || !std::isfinite(v) || v < lo)
+                return std::string("expected a finite number") + (lo == 0 ? " >= 0" : "") +
+                       ", got '" + s + "'";
+            return "";
+        },
+        "");
 }
 
-bool parse_double(const char *s, double &v) {
-    if (s == nullptr || *s == '\0') return false;
+// "WxH" with whole numbers from 1 to 16384.
+bool parse_size(const std::string &s, int &w, int &h) {
+    const size_t x = s.find('x');
+    if (x == std::string::npos) return false;
+    const std::string a = s.substr(0, x), b = s.substr(x + 1);
+    char *end_a = nullptr, *end_b = nullptr;
     errno = 0;
-    char *end = nullptr;
-    v = std::strtod(s, &end);
-    return errno == 0 && *end == '\0' && std::isfinite(v);
-}
-
-bool parse_size(const char *s, int &w, int &h) {
-    const char *x = std::strchr(s, 'x');
-    if (x == nullptr) return false;
-    std::string a(s, x);
-    long lw = 0, lh = 0;
-    if (!parse_long(a.c_str(), lw) || !parse_long(x + 1, lh)) return false;
-    if (lw < 16 || lh < 16 || lw > 16384 || lh > 16384 || lw % 2 || lh % 2) return false;
+    const long lw = std::strtol(a.c_str(), &end_a, 10), lh = std::strtol(b.c_str(), &end_b, 10);
+    if (a.empty() || b.empty() || *end_a != '\0' || *end_b != '\0' || errno != 0) return false;
+    if (lw < 1 || lh < 1 || lw > 16384 || lh > 16384) return false;
     w = static_cast<int>(lw);
     h = static_cast<int>(lh);
     return true;
 }
 
+struct Cli {
+    CLI::App app{
+        "Runs the library's frame path on the built-in scene (1280x720 NV12, 300 frames),\n"
+        "on a recording (--frames, --dets, --gt) or on every sequence of a MOTChallenge\n"
+        "folder (--mot-root), and writes tracks, pictures and a summary.",
+        "qevo_pipeline"};
+    std::string size;
+    CLI::Option *frames = nullptr, *dets = nullptr, *gt = nullptr, *size_opt = nullptr,
+                *header = nullptr, *root = nullptr, *scene = nullptr;
+};
+
+std::unique_ptr<Cli> make_cli(Options &o) {
+    std::unique_ptr<Cli> c(new Cli);
+    CLI::App &a = c->app;
+    a.set_help_flag("-h,--help", "this text");
+    a.option_defaults()->always_capture_default();
+    const CLI::Validator whole = CLI::Range(1, 10000000).description("");
+    a.add_option("--out", o.out_dir, "output folder")->type_name("DIR");
+
+    const char *data = "data";
+    c->frames = a.add_option("--frames", o.frames_file, "raw NV12 frames, one after another")
+                    ->type_name("FILE")
+                    ->group(data);
+    c->size_opt =
+        a.add_option("--size", c->size, "frame size (see below)")->type_name("WxH")->group(data);
+    c->header = a.add_option("--header", o.header, "bytes to skip at the start of --frames")
+                    ->check(CLI::Range(0L, 2147483647L).description(""))
+                    ->type_name("N")
+                    ->group(data);
+    c->dets = a.add_option("--dets", o.dets_file,
+                           "detections: frame,id,left,top,width,height,conf[,x,y,z]")
+                  ->type_name("FILE")
+                  ->group(data);
+    c->gt = a.add_option("--gt", o.gt_file,
+                         "ground truth, MOTChallenge format, for the quality figures")
+                ->type_name("FILE")
+                ->group(data);
+    c->root = a.add_option("--mot-root", o.mot_root,
+                           "run every sequence of a MOTChallenge folder (see below)")
+                  ->type_name("DIR")
+                  ->group(data);
+
+    const char *run = "run";
+    a.add_option("--min-score", o.min_score,
+                 "drop detections scoring below S before suppression (default: keep all)")
+        ->check(finite_from(-INFINITY))
+        ->type_name("S")
+        ->default_str("")
+        ->group(run);
+    a.add_option("--every", o.every, "write an annotated picture of every Nth frame")
+        ->check(whole)
+        ->type_name("N")
+        ->group(run);
+    a.add_option("--length", o.length, "process at most N frames of each sequence")
+        ->check(whole)
+        ->type_name("N")
+        ->default_str("")
+        ->group(run);
+    c->scene = a.add_option("--scene-frames", o.scene_frames, "length of the built-in scene")
+                   ->check(whole)
+                   ->type_name("N")
+                   ->group(run);
+    a.add_option("--match-distance", o.match_distance, "distance factor of the snapshot tracker")
+        ->check(finite_from(0))
+        ->type_name("F")
+        ->group(run);
+    a.add_option("--match-iou", o.match_iou, "overlap threshold of the second tracker")
+        ->check(finite_from(0))
+        ->type_name("F")
+        ->group(run);
+    a.add_option("--nms-iou", o.nms_iou, "suppression threshold")
+        ->check(finite_from(0))
+        ->type_name("F")
+        ->group(run);
+    a.add_option("--sigma", o.filter_sigma, "band of the height filter, in deviations")
+        ->check(finite_from(0))
+        ->type_name("F")
+        ->group(run);
+    a.add_option("--resolution", o.resolution, "degrees per pixel for the servo commands")
+        ->check(finite_from(0) & CLI::PositiveNumber.description(""))
+        ->type_name("F")
+        ->group(run);
+    a.add_flag_callback(
+         "--progress", [&o] { o.progress = 1; },
+         "progress bar on standard error (default: when standard error is a terminal)")
+        ->group(run);
+    a.add_flag_callback(
+         "--no-progress", [&o] { o.progress = 0; }, "no progress bar")
+        ->group(run);
+    a.footer(
+        "Files are MOTChallenge text files, fields separated by commas or white space;\n"
+        "ground truth: frame,id,left,top,width,height[,flag,class,visibility] (README).\n"
+        "\n"
+        "--size: even sizes from 16 to 16384 with --frames and for the built-in scene;\n"
+        "any size up to 16384 with --dets alone. Without it, a run on --dets takes the\n"
+        "size and length from seqinfo.ini in the detections' folder or the one above,\n"
+        "else the size from the boxes.\n"
+        "\n"
+        "--mot-root DIR runs every DIR/SEQ with a seqinfo.ini (size, length), reading\n"
+        "SEQ/det/det.txt and, when present, SEQ/gt/gt.txt. It writes OUT/SEQ.txt per\n"
+        "sequence and the table (one row per sequence, an OVERALL row over all) to\n"
+        "OUT/summary.csv and OUT/summary.json, and prints it.");
+    return c;
+}
+
 }  // namespace
 
 std::string usage_text() {
-    return "usage: qevo_pipeline [options]\n"
-           "\n"
-           "Without data options, runs the built-in scene (1280x720 NV12, 300 frames).\n"
-           "\n"
-           "data:\n"
-           "  --frames FILE     raw NV12 frames, one after another (needs --size)\n"
-           "  --size WxH        frame size (even, 16..16384); with no data options it\n"
-           "                    sets the size of the built-in scene\n"
-           "  --header N        bytes to skip at the start of --frames (default 0)\n"
-           "  --dets FILE       detections, MOTChallenge format\n"
-           "                    (frame,id,left,top,width,height,conf[,x,y,z])\n"
-           "  --gt FILE         ground truth, MOTChallenge format, for the quality figures\n"
-           "\n"
-           "run:\n"
-           "  --out DIR         output folder (default out)\n"
-           "  --every N         write an annotated picture of every Nth frame (default 30)\n"
-           "  --length N        process at most N frames\n"
-           "  --scene-frames N  length of the built-in scene (default 300)\n"
-           "  --match-distance F  distance factor of the snapshot tracker (default 0.5)\n"
-           "  --match-iou F     overlap threshold of the second tracker (default 0.3)\n"
-           "  --nms-iou F       suppression threshold (default 0.5)\n"
-           "  --sigma F         band of the height filter, in deviations (default 3)\n"
-           "  --resolution F    degrees per pixel for the servo commands (default 0.05)\n"
-           "  --progress | --no-progress   progress bar on standard error (default: when\n"
-           "                    standard error is a terminal)\n"
-           "  -h, --help        this text\n";
+    Options o;
+    return make_cli(o)->app.help();
 }
 
 bool parse_cli(int argc, const char *const *argv, Options &opt, std::string &error) {
-    bool size_given = false, header_given = false;
-    for (int i = 1; i < argc; ++i) {
-        const std::string a = argv[i];
-        auto need = [&](const char *&v) {
-            if (i + 1 >= argc) {
-                error = "option " + a + " needs a value";
-                return false;
-            }
-            v = argv[++i];
-            return true;
-        };
-        const char *v = nullptr;
-        long n = 0;
-        double d = 0;
-        if (a == "-h" || a == "--help") {
-            opt.help = true;
-        } else if (a == "--progress") {
-            opt.progress = 1;
-        } else if (a == "--no-progress") {
-            opt.progress = 0;
-        } else if (a == "--out") {
-            if (!need(v)) return false;
-            if (*v == '\0') {
-                error = "--out needs a folder name";
-                return false;
-            }
-            opt.out_dir = v;
-        } else if (a == "--frames" || a == "--dets" || a == "--gt") {
-            if (!need(v)) return false;
-            if (*v == '\0') {
-                error = a + " needs a file name";
-                return false;
-            }
-            (a == "--frames" ? opt.frames_file : a == "--dets" ? opt.dets_file : opt.gt_file) = v;
-        } else if (a == "--size") {
-            if (!need(v)) return false;
-            if (!parse_size(v, opt.width, opt.height)) {
-                error = std::string("--size expects WxH with even sizes from 16 to 16384, got '") +
-                        v + "'";
-                return false;
-            }
-            size_given = true;
-        } else if (a == "--header") {
-            if (!need(v)) return false;
-            if (!parse_long(v, n) || n < 0) {
-                error = std::string("--header expects a byte count >= 0, got '") + v + "'";
-                return false;
-            }
-            opt.header = n;
-            header_given = true;
-        } else if (a == "--every" || a == "--length" || a == "--scene-frames") {
-            if (!need(v)) return false;
-            if (!parse_long(v, n) || n < 1 || n > 10000000) {
-                error = a + " expects a whole number >= 1, got '" + v + "'";
-                return false;
-            }
-            (a == "--every"    ? opt.every
-             : a == "--length" ? opt.length
-                               : opt.scene_frames) = static_cast<int>(n);
-        } else if (a == "--match-distance" || a == "--match-iou" || a == "--nms-iou" ||
-                   a == "--sigma" || a == "--resolution") {
-            if (!need(v)) return false;
-            if (!parse_double(v, d) || d < 0 || (a == "--resolution" && d <= 0)) {
-                error = a + " expects a " + (a == "--resolution" ? "positive" : "non-negative") +
-                        " number, got '" + v + "'";
-                return false;
-            }
-            if (a == "--resolution")
-                opt.resolution = d;
-            else
-                (a == "--match-distance" ? opt.match_distance
-                 : a == "--match-iou"    ? opt.match_iou
-                 : a == "--nms-iou"      ? opt.nms_iou
-                                         : opt.filter_sigma) = static_cast<float>(d);
-        } else {
-            error = "unknown argument '" + a + "' (see --help)";
-            return false;
-        }
+    std::unique_ptr<Cli> c = make_cli(opt);
+    try {
+        c->app.parse(argc, argv);
+    } catch (const CLI::CallForHelp &) {
+        opt.help = true;
+        return true;
+    } catch (const CLI::ParseError &e) {
+        error = std::string(e.what()) + " (see --help)";
+        return false;
     }
-    if (opt.help) return true;
-    if (header_given && opt.frames_file.empty()) {
+    if (!opt.mot_root.empty())
+        for (CLI::Option *other : {c->frames, c->dets, c->gt, c->size_opt, c->header, c->scene})
+            if (other->count() > 0) {
+                error = "--mot-root cannot be combined with " + other->get_name();
+                return false;
+            }
+    if (c->header->count() > 0 && opt.frames_file.empty()) {
         error = "--header only applies to --frames";
         return false;
     }
-    if (opt.user_data()) {
-        if (!size_given) {
-            error = "--size WxH is required with --frames, --dets or --gt";
-            return false;
-        }
-        if (opt.frames_file.empty() && opt.dets_file.empty()) {
-            error = "--gt needs --dets or --frames to evaluate";
-            return false;
-        }
-    } else if (!size_given) {
+    const bool given = !c->size.empty();
+    if (given && !parse_size(c->size, opt.width, opt.height)) {
+        error = "--size expects WxH with whole numbers from 1 to 16384, got '" + c->size + "'";
+        return false;
+    }
+    // The NV12 path needs even sizes: frames read from a file or rendered.
+    const bool nv12 = !opt.frames_file.empty() || (!opt.user_data() && opt.mot_root.empty());
+    if (nv12 && given && (opt.width < 16 || opt.height < 16 || opt.width % 2 || opt.height % 2)) {
+        error = "--size expects even sizes from 16 to 16384 for NV12 frames, got '" + c->size + "'";
+        return false;
+    }
+    if (!opt.frames_file.empty() && !given) {
+        error = "--size WxH is required with --frames";
+        return false;
+    }
+    if (!opt.gt_file.empty() && opt.frames_file.empty() && opt.dets_file.empty()) {
+        error = "--gt needs --dets or --frames to evaluate";
+        return false;
+    }
+    if (!opt.user_data() && opt.mot_root.empty() && !given) {
         opt.width = 1280;
         opt.height = 720;
     }

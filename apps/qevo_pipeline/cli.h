@@ -2,6 +2,7 @@
 #ifndef QEVO_PIPELINE_CLI_H
 #define QEVO_PIPELINE_CLI_H
 
+#include <limits>
 #include <string>
 
 namespace pipeline {
@@ -11,7 +12,8 @@ struct Options {
     std::string frames_file;      // raw NV12 frames (user data)
     std::string dets_file;        // MOTChallenge detections (user data)
     std::string gt_file;          // MOTChallenge ground truth (user data)
-    int width = 0, height = 0;    // --size; also overrides the built-in scene's size
+    std::string mot_root;         // folder of MOTChallenge sequences
+    int width = 0, height = 0;    // --size (0: not given); also sets the built-in scene's size
     long header = 0;              // bytes before the first frame of --frames
     int every = 30;               // annotate every Nth frame
     int length = 0;               // process at most this many frames (0: all)
@@ -21,7 +23,8 @@ struct Options {
     float nms_iou = 0.5f;         // suppression threshold
     float filter_sigma = 3.0f;    // band of the height filter
     double resolution = 0.05;     // degrees per pixel for the servo commands
-    int progress = -1;            // -1: when standard error is a terminal; 0 off; 1 on
+    double min_score = -std::numeric_limits<double>::infinity();  // detections below are dropped
+    int progress = -1;  // -1: when standard error is a terminal; 0 off; 1 on
     bool help = false;
 
     bool user_data() const {

@@ -104,8 +104,9 @@ std::vector<double> FramePipeline::frame_ms() const {
 }
 
 void FramePipeline::emit_mosaic(const std::shared_ptr<OBJTRACK> &t, const MosaicSink &sink) {
-    if (t && t->m_imgBuffer != nullptr && reported_.count(t->_trackID) && sink)
-        sink(t->_trackID, t->m_imgBuffer);
+    if (!t || t->m_imgBuffer == nullptr || !sink) return;
+    const int id = ids_.reported(t->_trackID);
+    if (id >= 0) sink(id, t->m_imgBuffer);
 }
 
 FrameOutput FramePipeline::process(int frame_number, const uint8_t *nv12,
@@ -222,6 +223,9 @@ FrameOutput FramePipeline::process(int frame_number, const uint8_t *nv12,
     for (const auto &t : tracks_)
         if (std::find(next.begin(), next.end(), t) == next.end()) emit_mosaic(t, sink);
     tracks_.swap(next);
+    std::vector<int> held;
+    for (const auto &t : tracks_) held.push_back(t->_trackID);
+    ids_.held(held);
 
     // 8. read back
     clock = StageClock();
@@ -230,7 +234,7 @@ FrameOutput FramePipeline::process(int frame_number, const uint8_t *nv12,
         if (t->toObjInfo(o) == 0) out.tracks.push_back(to_box(o));
     }
     stages_[kReadback].ms.push_back(clock.elapsed_ms());
-    for (const MotBox &b : out.tracks) reported_.insert(b.id);
+    for (MotBox &b : out.tracks) b.id = ids_.report(b.id);
 
     // 9. servo command for the main target: keep the current one while it is
     // reported, else take the largest established track.
@@ -271,6 +275,10 @@ FrameOutput FramePipeline::process(int frame_number, const uint8_t *nv12,
     }
     out.inplace_total = static_cast<int>(out.tracks_inplace.size());
     stages_[kSecond].ms.push_back(clock.elapsed_ms());
+    held.clear();
+    for (const OBJTRACK &t : inplace_) held.push_back(t._trackID);
+    inplace_ids_.held(held);
+    for (MotBox &b : out.tracks_inplace) b.id = inplace_ids_.report(b.id);
     return out;
 }
 

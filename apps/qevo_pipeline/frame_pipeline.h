@@ -16,20 +16,22 @@
 //  10. a second tracker on the same detections with the in-place form of
 //      update_objtracker, then filter_objtrackers.
 // Each step is timed per frame. The in-place tracker prints progress lines
-// on standard output; they are discarded while it runs.
+// on standard output; they are discarded while it runs. Tracks leave the
+// pipeline with identifiers of their own per trajectory (trajectory_ids.h),
+// not the library's, which come back after a track is deleted.
 #ifndef QEVO_PIPELINE_FRAME_PIPELINE_H
 #define QEVO_PIPELINE_FRAME_PIPELINE_H
 
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <set>
 #include <vector>
 
 #include "detection_type_api.h"
 #include "mot_format.h"
 #include "objTracker.h"
 #include "run_stats.h"
+#include "trajectory_ids.h"
 
 namespace pipeline {
 
@@ -46,8 +48,8 @@ struct PipelineConfig {
 struct FrameOutput {
     int raw_detections = 0;
     std::vector<MotBox> detections;      // after suppression
-    std::vector<MotBox> tracks;          // established tracks, snapshot tracker
-    std::vector<MotBox> tracks_inplace;  // established tracks, in-place tracker
+    std::vector<MotBox> tracks;          // established tracks, snapshot tracker (output ids)
+    std::vector<MotBox> tracks_inplace;  // established tracks, in-place tracker (output ids)
     int inplace_total = 0;               // tracks held by the in-place tracker
     int filter_passed = 0;               // of those, passed by the height filter
     int filter_result = 0;               // result of filter_objtrackers
@@ -58,7 +60,7 @@ struct FrameOutput {
 
 class FramePipeline {
   public:
-    // Called with a track's identifier and its 256 x 256 NV12 mosaic when a
+    // Called with a track's output identifier and its 256 x 256 NV12 mosaic when a
     // track that was reported at least once leaves the tracker, and for the
     // remaining ones by finish().
     using MosaicSink = std::function<void(int track_id, const uint8_t *nv12_256)>;
@@ -78,6 +80,10 @@ class FramePipeline {
     const std::vector<StageTimes> &stages() const { return stages_; }
     std::vector<double> frame_ms() const;  // sum of the stages per frame
 
+    // Output identifiers of the snapshot and the in-place tracker.
+    const TrajectoryIds &ids() const { return ids_; }
+    const TrajectoryIds &ids_inplace() const { return inplace_ids_; }
+
   private:
     void emit_mosaic(const std::shared_ptr<OBJTRACK> &t, const MosaicSink &sink);
 
@@ -88,7 +94,7 @@ class FramePipeline {
     std::vector<std::vector<uint8_t>> patches_;
     std::vector<std::shared_ptr<OBJTRACK>> tracks_;
     std::vector<OBJTRACK> inplace_;
-    std::set<int> reported_;
+    TrajectoryIds ids_, inplace_ids_;
     int main_target_ = -1;
     std::vector<StageTimes> stages_;
 };

@@ -3,6 +3,7 @@
 #ifndef QEVO_PIPELINE_FRAME_SOURCE_H
 #define QEVO_PIPELINE_FRAME_SOURCE_H
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -32,9 +33,14 @@ class SceneSource : public FrameSource {
     const Scene &scene_;
 };
 
+// Stand-in frames for runs without recorded frames. The NV12 path needs even
+// sizes of at least 16, so the frames are the given size rounded up to that.
 class GreySource : public FrameSource {
   public:
-    GreySource(int width, int height, int frames) : w_(width), h_(height), n_(frames) {}
+    GreySource(int width, int height, int frames)
+        : w_(std::max(16, width + width % 2)), h_(std::max(16, height + height % 2)), n_(frames) {}
+    int width() const { return w_; }
+    int height() const { return h_; }
     int count() const override { return n_; }
     bool read(int frame, std::vector<uint8_t> &nv12, std::string &error) override;
 

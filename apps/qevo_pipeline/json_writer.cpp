@@ -1,116 +1,47 @@
 #include "json_writer.h"
 
 #include <cmath>
-#include <cstdio>
 
 namespace pipeline {
 
-std::string JsonWriter::quote(const std::string &s) {
-    std::string o = "\"";
-    for (unsigned char c : s) {
-        switch (c) {
-            case '"':
-                o += "\\\"";
-                break;
-            case '\\':
-                o += "\\\\";
-                break;
-            case '\n':
-                o += "\\n";
-                break;
-            case '\t':
-                o += "\\t";
-                break;
-            case '\r':
-                o += "\\r";
-                break;
-            default:
-                if (c < 0x20) {
-                    char buf[8];
-                    std::snprintf(buf, sizeof buf, "\\u%04x", c);
-                    o += buf;
-                } else {
-                    o += static_cast<char>(c);
-                }
+JsonWriter &JsonWriter::add(const char *key, nlohmann::ordered_json v, bool open) {
+    nlohmann::ordered_json *slot = &root_;
+    if (!open_.empty()) {
+        nlohmann::ordered_json &parent = *open_.back();
+        if (parent.is_array()) {
+            parent.push_back(std::move(v));
+            slot = &parent.back();
+        } else {
+            slot = &parent[key != nullptr ? key : ""];
+            *slot = std::move(v);
         }
+    } else {
+        root_ = std::move(v);
     }
-    return o + "\"";
-}
-
-void JsonWriter::prefix(const char *key) {
-    if (!first_.empty()) {
-        if (!first_.back()) out_ += ",";
-        first_.back() = false;
-        out_ += "\n" + std::string(2 * first_.size(), ' ');
-    }
-    if (key != nullptr) out_ += quote(key) + ": ";
+    if (open) open_.push_back(slot);
+    return *this;
 }
 
 JsonWriter &JsonWriter::begin_object(const char *key) {
-    prefix(key);
-    out_ += "{";
-    first_.push_back(true);
-    return *this;
+    return add(key, nlohmann::ordered_json::object(), true);
 }
-
-JsonWriter &JsonWriter::end_object() {
-    const bool empty = first_.back();
-    first_.pop_back();
-    if (!empty) out_ += "\n" + std::string(2 * first_.size(), ' ');
-    out_ += "}";
-    if (first_.empty()) out_ += "\n";
-    return *this;
-}
-
 JsonWriter &JsonWriter::begin_array(const char *key) {
-    prefix(key);
-    out_ += "[";
-    first_.push_back(true);
+    return add(key, nlohmann::ordered_json::array(), true);
+}
+JsonWriter &JsonWriter::end_object() {
+    open_.pop_back();
     return *this;
 }
-
-JsonWriter &JsonWriter::end_array() {
-    const bool empty = first_.back();
-    first_.pop_back();
-    if (!empty) out_ += "\n" + std::string(2 * first_.size(), ' ');
-    out_ += "]";
-    return *this;
-}
+JsonWriter &JsonWriter::end_array() { return end_object(); }
 
 JsonWriter &JsonWriter::value(const char *key, double v) {
-    prefix(key);
-    if (!std::isfinite(v)) {
-        out_ += "null";
-    } else {
-        char buf[64];
-        std::snprintf(buf, sizeof buf, "%.6g", v);
-        out_ += buf;
-    }
-    return *this;
+    return add(key, std::isfinite(v) ? nlohmann::ordered_json(v) : nullptr, false);
 }
+JsonWriter &JsonWriter::value(const char *key, long v) { return add(key, v, false); }
+JsonWriter &JsonWriter::value(const char *key, bool v) { return add(key, v, false); }
+JsonWriter &JsonWriter::value(const char *key, const std::string &v) { return add(key, v, false); }
+JsonWriter &JsonWriter::null(const char *key) { return add(key, nullptr, false); }
 
-JsonWriter &JsonWriter::value(const char *key, long v) {
-    prefix(key);
-    out_ += std::to_string(v);
-    return *this;
-}
-
-JsonWriter &JsonWriter::value(const char *key, bool v) {
-    prefix(key);
-    out_ += v ? "true" : "false";
-    return *this;
-}
-
-JsonWriter &JsonWriter::value(const char *key, const std::string &v) {
-    prefix(key);
-    out_ += quote(v);
-    return *this;
-}
-
-JsonWriter &JsonWriter::null(const char *key) {
-    prefix(key);
-    out_ += "null";
-    return *this;
-}
+std::string JsonWriter::str() const { return root_.dump(2) + "\n"; }
 
 }  // namespace pipeline

@@ -1,8 +1,10 @@
-// Minimal pretty-printing JSON writer for the run summary. Non-finite numbers
-// are written as null.
+// Builds the run summary member by member, in writing order, and prints it
+// indented by two spaces (nlohmann-json underneath). Non-finite numbers are
+// written as null.
 #ifndef QEVO_PIPELINE_JSON_WRITER_H
 #define QEVO_PIPELINE_JSON_WRITER_H
 
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -10,6 +12,8 @@ namespace pipeline {
 
 class JsonWriter {
   public:
+    // `key` names the member inside an object and is null inside an array
+    // and for the outermost value.
     JsonWriter &begin_object(const char *key = nullptr);
     JsonWriter &end_object();
     JsonWriter &begin_array(const char *key = nullptr);
@@ -21,14 +25,13 @@ class JsonWriter {
     JsonWriter &value(const char *key, const std::string &v);
     JsonWriter &value(const char *key, const char *v) { return value(key, std::string(v)); }
     JsonWriter &null(const char *key);
-    const std::string &str() const { return out_; }
-
-    static std::string quote(const std::string &s);
+    // The document, with a final newline.
+    std::string str() const;
 
   private:
-    void prefix(const char *key);
-    std::string out_;
-    std::vector<bool> first_;  // per open container: no member written yet
+    JsonWriter &add(const char *key, nlohmann::ordered_json v, bool open);
+    nlohmann::ordered_json root_;
+    std::vector<nlohmann::ordered_json *> open_;  // containers being written, innermost last
 };
 
 }  // namespace pipeline

@@ -1,11 +1,13 @@
 #include "mot_format.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <set>
+#include <sstream>
 #include <utility>
 
 namespace pipeline {
@@ -19,8 +21,16 @@ std::string trim(const std::string &s) {
     return s.substr(b, e - b);
 }
 
+// Fields of a line: split at commas when the line has one, else at runs of
+// white space.
 std::vector<std::string> split_fields(const std::string &line) {
     std::vector<std::string> out;
+    if (line.find(',') == std::string::npos) {
+        std::istringstream words(line);
+        std::string w;
+        while (words >> w) out.push_back(w);
+        return out;
+    }
     size_t start = 0;
     for (;;) {
         size_t comma = line.find(',', start);
@@ -49,19 +59,23 @@ bool to_int(const std::string &field, int &v) {
     return true;
 }
 
-enum class Kind { Detections, GroundTruth };
+// Classes of the 2016/2017 ground truth whose rows are "do not evaluate"
+// rows: person on vehicle, static person, distractor, reflection.
+bool distractor_class(int cls) { return cls == 2 || cls == 7 || cls == 8 || cls == 12; }
 
-ParseResult parse(std::istream &in, const std::string &source, MotSequence &out, Kind kind) {
+// Parses into `det` (detections) or `gt` (ground truth).
+ParseResult parse(std::istream &in, const std::string &source, MotSequence *det, GroundTruth *gt) {
     ParseResult res;
     std::string raw;
     int lineno = 0;
+    int classes_seen = -1;               // ground truth: -1 before the first row, then 0 or 1
     std::set<std::pair<int, int>> seen;  // (frame, id) of ground-truth rows
     auto fail = [&](const std::string &why) {
         res.ok = false;
         res.error = source + ":" + std::to_string(lineno) + ": " + why;
         return res;
     };
-    const size_t min_fields = kind == Kind::Detections ? 7 : 6;
+    const size_t min_fields = det != nullptr ? 7 : 6;
     while (std::getline(in, raw)) {
         ++lineno;
         std::string line = trim(raw);
@@ -69,7 +83,8 @@ ParseResult parse(std::istream &in, const std::string &source, MotSequence &out,
         std::vector<std::string> f = split_fields(line);
         if (f.size() < min_fields || f.size() > 10)
             return fail("expected " + std::to_string(min_fields) +
-                        " to 10 comma-separated fields, found " + std::to_string(f.size()));
+                        " to 10 fields separated by commas or white space, found " +
+                        std::to_string(f.size()));
         std::vector<double> v(f.size());
         for (size_t i = 0; i < f.size(); ++i)
             if (!to_double(f[i], v[i]))
@@ -88,30 +103,42 @@ ParseResult parse(std::istream &in, const std::string &source, MotSequence &out,
         b.y1 = static_cast<float>(v[3] - 1.0);
         b.x2 = static_cast<float>(v[2] - 1.0 + v[4]);
         b.y2 = static_cast<float>(v[3] - 1.0 + v[5]);
-        if (kind == Kind::Detections) {
-            b.score = static_cast<float>(v[6]);
-            b.cls = 0;
-        } else {
-            if (id < 0) return fail("ground-truth identifier must be >= 0, found " + f[1]);
-            if (f.size() >= 7 && v[6] == 0) continue;  // flagged "do not evaluate"
-            if (!seen.insert({frame, id}).second)
-                return fail("identifier " + std::to_string(id) + " appears twice in frame " +
-                            std::to_string(frame));
-            b.score = 1.0f;
-            int cls = 0;
-            b.cls = (f.size() >= 8 && to_int(f[7], cls) && cls >= 1) ? cls - 1 : 0;
-        }
-        out[frame].push_back(b);
         ++res.rows;
+        if (det != nullptr) {
+            b.score = static_cast<float>(v[6]);
+            (*det)[frame].push_back(b);
+            continue;
+        }
+        if (id < 0) return fail("ground-truth identifier must be >= 0, found " + f[1]);
+        if (!seen.insert({frame, id}).second)
+            return fail("identifier " + std::to_string(id) + " appears twice in frame " +
+                        std::to_string(frame));
+        const int with_classes = f.size() == 8 || f.size() == 9;
+        if (classes_seen >= 0 && with_classes != classes_seen)
+            return fail(std::to_string(f.size()) + " fields " +
+                        (with_classes ? "(with" : "(without") +
+                        " a class column), unlike the first row of the file");
+        classes_seen = with_classes;
+        const bool flag0 = f.size() >= 7 && v[6] == 0;
+        int cls = 1;
+        if (with_classes && (!to_int(f[7], cls) || cls < 1))
+            return fail("class must be a whole number >= 1, found '" + f[7] + "'");
+        if (flag0 || (with_classes && distractor_class(cls)))
+            gt->not_evaluated[frame].push_back(b);
+        else if (cls == 1)
+            gt->scored[frame].push_back(b);
+        else
+            ++gt->dropped;
     }
     if (in.bad()) {
         ++lineno;
         return fail("read error");
     }
+    if (gt != nullptr) gt->has_classes = classes_seen == 1;
     return res;
 }
 
-ParseResult load(const std::string &path, MotSequence &out, Kind kind) {
+ParseResult load(const std::string &path, MotSequence *det, GroundTruth *gt) {
     std::ifstream in(path, std::ios::binary);
     if (!in) {
         ParseResult r;
@@ -119,7 +146,7 @@ ParseResult load(const std::string &path, MotSequence &out, Kind kind) {
         r.error = path + ": cannot open file";
         return r;
     }
-    return parse(in, path, out, kind);
+    return parse(in, path, det, gt);
 }
 
 std::string fmt(const char *f, int frame, int id, const MotBox &b, double score) {
@@ -132,16 +159,16 @@ std::string fmt(const char *f, int frame, int id, const MotBox &b, double score)
 }  // namespace
 
 ParseResult parse_detections(std::istream &in, const std::string &source, MotSequence &out) {
-    return parse(in, source, out, Kind::Detections);
+    return parse(in, source, &out, nullptr);
 }
-ParseResult parse_ground_truth(std::istream &in, const std::string &source, MotSequence &out) {
-    return parse(in, source, out, Kind::GroundTruth);
+ParseResult parse_ground_truth(std::istream &in, const std::string &source, GroundTruth &out) {
+    return parse(in, source, nullptr, &out);
 }
 ParseResult load_detections(const std::string &path, MotSequence &out) {
-    return load(path, out, Kind::Detections);
+    return load(path, &out, nullptr);
 }
-ParseResult load_ground_truth(const std::string &path, MotSequence &out) {
-    return load(path, out, Kind::GroundTruth);
+ParseResult load_ground_truth(const std::string &path, GroundTruth &out) {
+    return load(path, nullptr, &out);
 }
 
 std::string format_track_line(int frame, const MotBox &box) {
@@ -153,10 +180,25 @@ std::string format_det_line(int frame, const MotBox &box) {
 }
 
 std::string format_gt_line(int frame, const MotBox &box) {
-    std::string s = fmt("%d,%d,%.2f,%.2f,%.2f,%.2f", frame, box.id, box, 0.0);
-    return s + ",1," + std::to_string(box.cls + 1) + ",1";
+    return fmt("%d,%d,%.2f,%.2f,%.2f,%.2f,1,-1,-1,-1", frame, box.id, box, 0.0);
 }
 
 int last_frame(const MotSequence &seq) { return seq.empty() ? 0 : seq.rbegin()->first; }
+
+bool drop_after(MotSequence &seq, int frames) {
+    auto from = seq.upper_bound(frames);
+    const bool any = from != seq.end();
+    seq.erase(from, seq.end());
+    return any;
+}
+
+void box_extent(const MotSequence &seq, double &width, double &height) {
+    width = height = 0;
+    for (const auto &kv : seq)
+        for (const MotBox &b : kv.second) {
+            width = std::max(width, std::ceil(static_cast<double>(b.x2)));
+            height = std::max(height, std::ceil(static_cast<double>(b.y2)));
+        }
+}
 
 }  // namespace pipeline

@@ -1,20 +1,35 @@
 // MOTChallenge text formats: detections, ground truth and track results.
 //
-// Every line is comma separated. Frame numbers start at 1 and boxes are given
+// Fields are separated by commas (blanks around them are allowed) or, on a
+// line without commas, by white space. Frame numbers start at 1 and boxes are given
 // as (left, top, width, height) in 1-based pixel coordinates, so a box whose
 // top-left pixel is (0, 0) in memory is written as left 1, top 1. Reading
 // converts back: x1 = left - 1, y1 = top - 1, x2 = x1 + width, y2 = y1 + height.
 //
-//   detections:   frame,id,left,top,width,height,conf[,x,y,z]       (7..10 fields)
-//   ground truth: frame,id,left,top,width,height[,flag[,class[,vis[,extra]]]] (6..10)
-//   tracks:       frame,id,left,top,width,height,score,-1,-1,-1      (written)
+//   detections:   frame,id,left,top,width,height,conf[,x,y,z]        (7..10 fields)
+//   ground truth, without classes: frame,id,left,top,width,height[,flag[,x,y,z]]
+//                                                                     (6, 7 or 10 fields)
+//   ground truth, with classes:    frame,id,left,top,width,height,flag,class[,visibility]
+//                                                                     (8 or 9 fields)
+//   tracks:       frame,id,left,top,width,height,score,-1,-1,-1       (written)
+//
+// Ground truth, which rows are scored:
+//   - without classes (the 2015 benchmark's files): flag 0 marks a "do not
+//     evaluate" row, every other row is scored;
+//   - with classes (the 2016/2017 benchmarks' files): a row is scored when
+//     its class is 1 (pedestrian) and its flag is not 0. Rows with flag 0,
+//     and rows of the distractor classes 2 (person on vehicle), 7 (static
+//     person), 8 (distractor) and 12 (reflection), are "do not evaluate"
+//     rows. Rows of the other classes (vehicles, occluders) are dropped.
+// A tracker box that the evaluation matches to a "do not evaluate" row is
+// removed before scoring (see metrics.h). Visibility is read and checked but
+// not used. A file either has class columns on every row or on none.
 //
 // Blank lines and lines starting with '#' are skipped. Every other line must
 // be complete: numbers only, a frame of at least 1, a positive width and
-// height, finite values. Ground-truth rows with flag 0 are "do not evaluate"
-// rows and are dropped; a ground-truth identifier must be non-negative and
-// appear at most once per frame. A malformed line stops the parse with a
-// message "<file>:<line>: <reason>".
+// height, finite values. A ground-truth identifier must be non-negative and
+// appear at most once per frame, a class must be a whole number >= 1. A
+// malformed line stops the parse with a message "<file>:<line>: <reason>".
 #ifndef QEVO_PIPELINE_MOT_FORMAT_H
 #define QEVO_PIPELINE_MOT_FORMAT_H
 
@@ -39,24 +54,32 @@ using MotSequence = std::map<int, std::vector<MotBox>>;
 struct ParseResult {
     bool ok = true;
     std::string error;  // "<source>:<line>: <reason>" when !ok
-    int rows = 0;       // rows kept
+    int rows = 0;       // rows read
+};
+
+// Ground truth split by the rules above.
+struct GroundTruth {
+    MotSequence scored;         // rows the figures count
+    MotSequence not_evaluated;  // "do not evaluate" rows
+    bool has_classes = false;   // the file has class columns
+    int dropped = 0;            // rows of other classes
 };
 
 // Parses detections / ground truth from `in`; `source` names the stream in
-// messages. The sequence is appended to.
+// messages. The sequences are appended to.
 ParseResult parse_detections(std::istream &in, const std::string &source, MotSequence &out);
-ParseResult parse_ground_truth(std::istream &in, const std::string &source, MotSequence &out);
+ParseResult parse_ground_truth(std::istream &in, const std::string &source, GroundTruth &out);
 
 // Same, from a file; a file that cannot be opened gives "<path>: cannot open file".
 ParseResult load_detections(const std::string &path, MotSequence &out);
-ParseResult load_ground_truth(const std::string &path, MotSequence &out);
+ParseResult load_ground_truth(const std::string &path, GroundTruth &out);
 
 // One track-result line (no newline), with two decimals for the box and
 // three for the score.
 std::string format_track_line(int frame, const MotBox &box);
 
-// Ground-truth line (frame,id,left,top,width,height,1,class+1,1) as written
-// for the built-in scene.
+// Ground-truth line without classes (frame,id,left,top,width,height,1,-1,-1,-1)
+// as written for the built-in scene, whose every object is scored.
 std::string format_gt_line(int frame, const MotBox &box);
 
 // Detection line (frame,-1,left,top,width,height,conf,-1,-1,-1).
@@ -64,6 +87,13 @@ std::string format_det_line(int frame, const MotBox &box);
 
 // Largest frame number in the sequence, 0 when empty.
 int last_frame(const MotSequence &seq);
+
+// Drops the frames after `frames`; true when there were any.
+bool drop_after(MotSequence &seq, int frames);
+
+// Smallest picture size, in whole pixels, that holds the right and bottom
+// edges of every box (0 x 0 for no boxes).
+void box_extent(const MotSequence &seq, double &width, double &height);
 
 }  // namespace pipeline
 

@@ -39,8 +39,8 @@ void ProgressBar::update(int done) {
     const double secs = std::chrono::duration<double>(now - start_).count();
     std::string bar(static_cast<size_t>(filled), '#');
     bar.append(static_cast<size_t>(width - filled), '.');
-    std::fprintf(stderr, "\r[%s] %d/%d frames %5.1f fps", bar.c_str(), done, total_,
-                 secs > 0 ? done / secs : 0.0);
+    std::fprintf(stderr, "\r[%s] %d/%d frames %5.1f fps %-24s", bar.c_str(), done, total_,
+                 secs > 0 ? done / secs : 0.0, label_.c_str());
     std::fflush(stderr);
 }
 

@@ -33,15 +33,17 @@ class StageClock {
 };
 
 // A one-line progress bar on standard error, redrawn at most ten times a
-// second. Does nothing when disabled.
+// second, with an optional label after the counts. Does nothing when disabled.
 class ProgressBar {
   public:
     ProgressBar(int total, bool enabled);
     void update(int done);
+    void set_label(const std::string &label) { label_ = label; }
     void finish();
 
   private:
     int total_;
+    std::string label_;
     bool enabled_;
     bool drawn_ = false;
     std::chrono::steady_clock::time_point start_, last_;

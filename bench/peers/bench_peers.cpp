@@ -1,11 +1,15 @@
 // This library against peer libraries on the same inputs, single-threaded:
 //   8-bit resizes vs cv::resize INTER_LINEAR, NV12 vs libyuv::NV12Scale
-//   (bilinear), float plane vs cv::resize on CV_32F, suppression vs
-//   cv::dnn::NMSBoxes, and the in-place tracker update alone.
+//   (bilinear), float plane and TensorMat resizes vs cv::resize on CV_32F,
+//   nhwc2nchw vs cv::split, crop_img vs an ROI copyTo, pad_img vs
+//   cv::copyMakeBorder, the norms and add vs cv::normalize and cv::add,
+//   suppression vs cv::dnn::NMSBoxes, and the in-place tracker update alone.
 // After the usual Google Benchmark output it prints a markdown table with,
 // per case, our time, the peer's time and the ratio peer / ours (above 1 means
-// we are faster). For the 8-bit resizes it also shows our scalar path
-// (QEVO_SIMD=scalar), so the gain of the vector code can be read off.
+// we are faster), and our scalar path (QEVO_SIMD=scalar) where there is a
+// vector one, so the gain of the vector code can be read off. A second table
+// gives the norms and add in nanoseconds per element next to the floor of a
+// sum kept in index order: one dependent single-precision addition per element.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -21,6 +25,7 @@
 #include <string>
 #include <vector>
 
+#include "imageMat.h"
 #include "mat_pixel_resize.h"
 #include "objTracker.h"
 #include "../mute_stdout.h"
@@ -126,7 +131,20 @@ void BM_Nv12Libyuv(benchmark::State &state) {
 
 // ---------------------------------------------------------------- float plane
 
-constexpr int kFlSw = 640, kFlSh = 640, kFlDw = 320, kFlDh = 320;
+// Sets QEVO_SIMD for the lifetime of the object: nullptr = best available
+// path, else a path name such as "scalar".
+class ForcePath {
+  public:
+    explicit ForcePath(const char *path) {
+        if (path != nullptr)
+            setenv("QEVO_SIMD", path, 1);
+        else
+            unsetenv("QEVO_SIMD");
+    }
+    ~ForcePath() { unsetenv("QEVO_SIMD"); }
+    ForcePath(const ForcePath &) = delete;
+    ForcePath &operator=(const ForcePath &) = delete;
+};
 
 std::vector<float> random_floats(size_t n) {
     std::mt19937 rng(3);
@@ -136,22 +154,212 @@ std::vector<float> random_floats(size_t n) {
     return v;
 }
 
-void BM_FloatOurs(benchmark::State &state) {
-    auto src = random_floats(static_cast<size_t>(kFlSw) * kFlSh);
-    std::vector<float> dst(static_cast<size_t>(kFlDw) * kFlDh);
+struct PlaneCase {
+    int sw, sh, dw, dh;
+};
+
+void BM_FloatOurs(benchmark::State &state, PlaneCase c, const char *path) {
+    auto src = random_floats(static_cast<size_t>(c.sw) * c.sh);
+    std::vector<float> dst(static_cast<size_t>(c.dw) * c.dh);
+    ForcePath force(path);
     for (auto _ : state) {
-        resize_bilinear_float_c1(src.data(), kFlSw, kFlSh, dst.data(), kFlDw, kFlDh);
+        resize_bilinear_float_c1(src.data(), c.sw, c.sh, dst.data(), c.dw, c.dh);
         benchmark::DoNotOptimize(dst.data());
         benchmark::ClobberMemory();
     }
 }
 
-void BM_FloatOpenCV(benchmark::State &state) {
-    auto src_v = random_floats(static_cast<size_t>(kFlSw) * kFlSh);
-    const cv::Mat src(kFlSh, kFlSw, CV_32F, src_v.data());
-    cv::Mat dst(kFlDh, kFlDw, CV_32F);
+void BM_FloatOpenCV(benchmark::State &state, PlaneCase c) {
+    auto src_v = random_floats(static_cast<size_t>(c.sw) * c.sh);
+    const cv::Mat src(c.sh, c.sw, CV_32F, src_v.data());
+    cv::Mat dst(c.dh, c.dw, CV_32F);
     for (auto _ : state) {
-        cv::resize(src, dst, cv::Size(kFlDw, kFlDh), 0, 0, cv::INTER_LINEAR);
+        cv::resize(src, dst, cv::Size(c.dw, c.dh), 0, 0, cv::INTER_LINEAR);
+        benchmark::DoNotOptimize(dst.data);
+        benchmark::ClobberMemory();
+    }
+}
+
+// ---------------------------------------------------------------- tensors
+
+constexpr int kTenC = 3, kTenS = 640, kTenD = 320;
+
+// The tensor borrows the source planes, so each call allocates only the
+// resized buffer it hands over (part of TensorMat::resize), as a network
+// input would be made.
+void BM_TensorResizeOurs(benchmark::State &state, const char *path) {
+    auto src = random_floats(static_cast<size_t>(kTenC) * kTenS * kTenS);
+    ForcePath force(path);
+    for (auto _ : state) {
+        TensorMat t(1, kTenC, kTenS, kTenS, QEVO::CHW, src.data(), QEVO::AI_FLOAT, false);
+        t.resize(kTenD, kTenD, true);
+        benchmark::DoNotOptimize(t.data);
+        benchmark::ClobberMemory();
+    }
+}
+
+void BM_TensorResizeOpenCV(benchmark::State &state) {
+    auto src = random_floats(static_cast<size_t>(kTenC) * kTenS * kTenS);
+    std::vector<float> dst(static_cast<size_t>(kTenC) * kTenD * kTenD);
+    for (auto _ : state) {
+        for (int c = 0; c < kTenC; ++c) {
+            const cv::Mat s(kTenS, kTenS, CV_32F,
+                            src.data() + static_cast<size_t>(c) * kTenS * kTenS);
+            cv::Mat d(kTenD, kTenD, CV_32F, dst.data() + static_cast<size_t>(c) * kTenD * kTenD);
+            cv::resize(s, d, cv::Size(kTenD, kTenD), 0, 0, cv::INTER_LINEAR);
+        }
+        benchmark::DoNotOptimize(dst.data());
+        benchmark::ClobberMemory();
+    }
+}
+
+// Normalisations of a 3x640x640 tensor in place (each call divides values
+// that the previous call normalised, so they stay finite and normal).
+enum class Norm { L2, L1, DesL2, Add };
+
+void BM_NormOurs(benchmark::State &state, Norm which, const char *path) {
+    auto v = random_floats(static_cast<size_t>(kTenC) * kTenS * kTenS);
+    auto w = random_floats(v.size());
+    const int planes = which == Norm::DesL2 ? 1 : kTenC;
+    TensorMat t(1, planes, kTenS, kTenS, QEVO::CHW, v.data(), QEVO::AI_FLOAT, false);
+    TensorMat u(1, planes, kTenS, kTenS, QEVO::CHW, w.data(), QEVO::AI_FLOAT, false);
+    ForcePath force(path);
+    for (auto _ : state) {
+        switch (which) {
+            case Norm::L2:
+                t.l2_norm();
+                break;
+            case Norm::L1:
+                t.l1_norm();
+                break;
+            case Norm::DesL2:
+                t.des_l2_norm();
+                break;
+            case Norm::Add:
+                t.add(&u);
+                break;
+        }
+        benchmark::DoNotOptimize(t.data);
+        benchmark::ClobberMemory();
+    }
+    state.counters["elements"] = static_cast<double>(t.elementNum);
+}
+
+void BM_NormOpenCV(benchmark::State &state, Norm which) {
+    auto v = random_floats(static_cast<size_t>(kTenC) * kTenS * kTenS);
+    auto w = random_floats(v.size());
+    cv::Mat m(kTenC * kTenS, kTenS, CV_32F, v.data());
+    const cv::Mat n(kTenC * kTenS, kTenS, CV_32F, w.data());
+    for (auto _ : state) {
+        if (which == Norm::L2)
+            cv::normalize(m, m, 1.0, 0.0, cv::NORM_L2);
+        else if (which == Norm::L1)
+            cv::normalize(m, m, 1.0, 0.0, cv::NORM_L1);
+        else
+            cv::add(m, n, m);
+        benchmark::DoNotOptimize(m.data);
+        benchmark::ClobberMemory();
+    }
+}
+
+// The floor of a sum kept in index order: one single-precision addition per
+// element, each waiting for the previous one (the addend is loaded, so the
+// compiler cannot fold the chain).
+void BM_AddChain(benchmark::State &state) {
+    const auto v = random_floats(static_cast<size_t>(kTenC) * kTenS * kTenS);
+    for (auto _ : state) {
+        float s = 0.f;
+        for (float x : v) s = s + x;
+        benchmark::DoNotOptimize(s);
+    }
+    state.counters["elements"] = static_cast<double>(v.size());
+}
+
+// ---------------------------------------------------------------- pixel buffers
+
+constexpr int kPixW = 640, kPixH = 640;
+
+void BM_PlanesOurs(benchmark::State &state, const char *path) {
+    auto src = random_bytes(static_cast<size_t>(kPixW) * kPixH * 3, 6);
+    std::vector<char> dst(src.size());
+    ForcePath force(path);
+    for (auto _ : state) {
+        KIVEX::nhwc2nchw(reinterpret_cast<char *>(src.data()), dst.data(), kPixW, kPixH, 3, true);
+        benchmark::DoNotOptimize(dst.data());
+        benchmark::ClobberMemory();
+    }
+}
+
+// Same destinations as ours with rbswap: channel 0 into the last plane.
+void BM_PlanesOpenCV(benchmark::State &state) {
+    auto src_v = random_bytes(static_cast<size_t>(kPixW) * kPixH * 3, 6);
+    const cv::Mat src(kPixH, kPixW, CV_8UC3, src_v.data());
+    std::vector<unsigned char> dst(src_v.size());
+    const size_t plane = static_cast<size_t>(kPixW) * kPixH;
+    cv::Mat planes[3] = {cv::Mat(kPixH, kPixW, CV_8U, dst.data() + 2 * plane),
+                         cv::Mat(kPixH, kPixW, CV_8U, dst.data() + plane),
+                         cv::Mat(kPixH, kPixW, CV_8U, dst.data())};
+    for (auto _ : state) {
+        cv::split(src, planes);
+        benchmark::DoNotOptimize(dst.data());
+        benchmark::ClobberMemory();
+    }
+}
+
+constexpr int kCropSw = 1920, kCropSh = 1080, kCropX = 320, kCropY = 180, kCropW = 1280,
+              kCropH = 720;
+
+void BM_CropOurs(benchmark::State &state, const char *path) {
+    auto src = random_bytes(static_cast<size_t>(kCropSw) * kCropSh * 3, 7);
+    std::vector<unsigned char> dst(static_cast<size_t>(kCropW) * kCropH * 3);
+    ForcePath force(path);
+    for (auto _ : state) {
+        KIVEX::crop_img(src.data(), kCropSw, kCropSh, 3, kCropX, kCropY, kCropX + kCropW,
+                        kCropY + kCropH, dst.data());
+        benchmark::DoNotOptimize(dst.data());
+        benchmark::ClobberMemory();
+    }
+}
+
+void BM_CropOpenCV(benchmark::State &state) {
+    auto src_v = random_bytes(static_cast<size_t>(kCropSw) * kCropSh * 3, 7);
+    const cv::Mat src(kCropSh, kCropSw, CV_8UC3, src_v.data());
+    std::vector<unsigned char> dst_v(static_cast<size_t>(kCropW) * kCropH * 3);
+    cv::Mat dst(kCropH, kCropW, CV_8UC3, dst_v.data());
+    for (auto _ : state) {
+        src(cv::Rect(kCropX, kCropY, kCropW, kCropH)).copyTo(dst);
+        benchmark::DoNotOptimize(dst.data);
+        benchmark::ClobberMemory();
+    }
+}
+
+constexpr int kPadW = 640, kPadH = 360, kPadTop = 140, kPadBot = 140;
+
+void BM_PadOurs(benchmark::State &state, const char *path) {
+    auto src = random_bytes(static_cast<size_t>(kPadW) * kPadH * 3, 8);
+    std::vector<unsigned char> dst(static_cast<size_t>(kPadW) * (kPadH + kPadTop + kPadBot) * 3);
+    QEVO::ImgMat img{};
+    img.data = src.data();
+    img.width = kPadW;
+    img.height = kPadH;
+    img.depth = 3;
+    const std::vector<int> values = {114, 114, 114};
+    ForcePath force(path);
+    for (auto _ : state) {
+        KIVEX::pad_img(img, 0, 0, kPadTop, kPadBot, dst.data(), values);
+        benchmark::DoNotOptimize(dst.data());
+        benchmark::ClobberMemory();
+    }
+}
+
+void BM_PadOpenCV(benchmark::State &state) {
+    auto src_v = random_bytes(static_cast<size_t>(kPadW) * kPadH * 3, 8);
+    const cv::Mat src(kPadH, kPadW, CV_8UC3, src_v.data());
+    std::vector<unsigned char> dst_v(static_cast<size_t>(kPadW) * (kPadH + kPadTop + kPadBot) * 3);
+    cv::Mat dst(kPadH + kPadTop + kPadBot, kPadW, CV_8UC3, dst_v.data());
+    for (auto _ : state) {
+        cv::copyMakeBorder(src, dst, kPadTop, kPadBot, 0, 0, cv::BORDER_CONSTANT,
+                           cv::Scalar(114, 114, 114));
         benchmark::DoNotOptimize(dst.data);
         benchmark::ClobberMemory();
     }
@@ -273,7 +481,17 @@ void BM_Tracker(benchmark::State &state) {
 
 using Row = PeerRow;
 
-std::vector<Row> register_all() {
+// Operations also shown per element, next to the floor of one dependent
+// single-precision addition per element.
+struct PerElement {
+    std::string name, ours, scalar;  // benchmark names
+    double elements;
+};
+
+const char kFloorBench[] = "dependent float additions 3x640x640";
+constexpr double kFloorElements = double(kTenC) * kTenS * kTenS;
+
+std::vector<Row> register_all(std::vector<PerElement> &per_element) {
     std::vector<Row> rows;
     for (const ResizeCase &c : kResizeCases) {
         const std::string base = std::string("resize ") + c.name;
@@ -289,10 +507,64 @@ std::vector<Row> register_all() {
     rows.push_back({"resize_bilinear_yuv420sp NV12 1920x1080 -> 1280x720",
                     "nv12 1920x1080 -> 1280x720 /ours", "nv12 1920x1080 -> 1280x720 /libyuv", "",
                     "libyuv::NV12Scale bilinear"});
-    benchmark::RegisterBenchmark("float 640x640 -> 320x320 /ours", BM_FloatOurs);
-    benchmark::RegisterBenchmark("float 640x640 -> 320x320 /opencv", BM_FloatOpenCV);
-    rows.push_back({"resize_bilinear_float_c1 640x640 -> 320x320", "float 640x640 -> 320x320 /ours",
-                    "float 640x640 -> 320x320 /opencv", "", "cv::resize CV_32F INTER_LINEAR"});
+    for (const PlaneCase &c : {PlaneCase{640, 640, 320, 320}, PlaneCase{640, 640, 1280, 1280}}) {
+        const std::string size = std::to_string(c.sw) + "x" + std::to_string(c.sh) + " -> " +
+                                 std::to_string(c.dw) + "x" + std::to_string(c.dh);
+        const std::string base = "float " + size;
+        benchmark::RegisterBenchmark((base + " /ours").c_str(), BM_FloatOurs, c, nullptr);
+        benchmark::RegisterBenchmark((base + " /ours-scalar").c_str(), BM_FloatOurs, c, "scalar");
+        benchmark::RegisterBenchmark((base + " /opencv").c_str(), BM_FloatOpenCV, c);
+        rows.push_back({"resize_bilinear_float_c1 " + size, base + " /ours", base + " /opencv",
+                        base + " /ours-scalar", "cv::resize CV_32F INTER_LINEAR"});
+    }
+    // One operation each: our call (best path and scalar path) against a peer.
+    struct Op {
+        const char *bench, *row, *peer_name;
+        void (*ours)(benchmark::State &, const char *);
+        void (*peer)(benchmark::State &);
+    };
+    const Op ops[] = {
+        {"tensor resize 1x3x640x640 -> 320x320",
+         "TensorMat::resize bilinear 1x3x640x640 -> 320x320", "cv::resize CV_32F per plane",
+         BM_TensorResizeOurs, BM_TensorResizeOpenCV},
+        {"nhwc2nchw 640x640 rbswap", "nhwc2nchw 640x640x3, rbswap", "cv::split", BM_PlanesOurs,
+         BM_PlanesOpenCV},
+        {"crop_img 1920x1080x3 -> 1280x720", "crop_img 1920x1080x3 -> 1280x720", "ROI copyTo",
+         BM_CropOurs, BM_CropOpenCV},
+        {"pad_img 640x360x3 -> 640x640", "pad_img 640x360x3 -> 640x640 (constant border)",
+         "cv::copyMakeBorder", BM_PadOurs, BM_PadOpenCV},
+    };
+    for (const Op &op : ops) {
+        const std::string base = op.bench;
+        benchmark::RegisterBenchmark((base + " /ours").c_str(), op.ours, nullptr);
+        benchmark::RegisterBenchmark((base + " /ours-scalar").c_str(), op.ours, "scalar");
+        benchmark::RegisterBenchmark((base + " /peer").c_str(), op.peer);
+        rows.push_back(
+            {op.row, base + " /ours", base + " /peer", base + " /ours-scalar", op.peer_name});
+    }
+    const struct {
+        Norm which;
+        const char *name, *peer_name;
+    } norms[] = {{Norm::L2, "l2_norm 3x640x640", "cv::normalize NORM_L2"},
+                 {Norm::L1, "l1_norm 3x640x640", "cv::normalize NORM_L1"},
+                 {Norm::DesL2, "des_l2_norm 640x640", ""},
+                 {Norm::Add, "add 3x640x640", "cv::add"}};
+    for (const auto &n : norms) {
+        const std::string base = n.name;
+        benchmark::RegisterBenchmark((base + " /ours").c_str(), BM_NormOurs, n.which, nullptr);
+        benchmark::RegisterBenchmark((base + " /ours-scalar").c_str(), BM_NormOurs, n.which,
+                                     "scalar");
+        std::string peer;
+        if (*n.peer_name != '\0') {
+            peer = base + " /peer";
+            benchmark::RegisterBenchmark(peer.c_str(), BM_NormOpenCV, n.which);
+        }
+        rows.push_back({base, base + " /ours", peer, base + " /ours-scalar",
+                        *n.peer_name ? n.peer_name : "(none)"});
+        per_element.push_back({base, base + " /ours", base + " /ours-scalar",
+                               n.which == Norm::DesL2 ? double(kTenS) * kTenS : kFloorElements});
+    }
+    benchmark::RegisterBenchmark(kFloorBench, BM_AddChain);
     benchmark::RegisterBenchmark("nms 5000 /opencv", BM_NmsOpenCV);
     benchmark::RegisterBenchmark("nms 5000 /nms1", BM_NmsOurs, Nms::Nms1);
     benchmark::RegisterBenchmark("nms 5000 /nms", BM_NmsOurs, Nms::Nms);
@@ -347,7 +619,8 @@ std::string fmt_us(const std::map<std::string, double> &t, const std::string &na
 
 int main(int argc, char **argv) {
     cv::setNumThreads(1);
-    const std::vector<Row> rows = register_all();
+    std::vector<PerElement> per_element;
+    const std::vector<Row> rows = register_all(per_element);
     benchmark::Initialize(&argc, argv);
     Collector collector;
     benchmark::RunSpecifiedBenchmarks(&collector);
@@ -368,6 +641,20 @@ int main(int argc, char **argv) {
         std::printf("| %s | %s | %s | %s | %s | %s |\n", r.name.c_str(), fmt_us(t, r.ours).c_str(),
                     r.peer_name.c_str(), fmt_us(t, r.peer).c_str(), ratio.c_str(),
                     fmt_us(t, r.scalar).c_str());
+    }
+    if (times.count(kFloorBench)) {
+        const double floor_ns = times.at(kFloorBench) * 1000.0 / kFloorElements;
+        std::printf(
+            "\n| per element | ours (ns) | ours, scalar path (ns) | floor: one dependent "
+            "float addition (ns) | ours / floor |\n");
+        std::printf("|---|---:|---:|---:|---:|\n");
+        for (const PerElement &p : per_element) {
+            if (!times.count(p.ours) || !times.count(p.scalar)) continue;
+            const double ours = times.at(p.ours) * 1000.0 / p.elements;
+            const double scalar = times.at(p.scalar) * 1000.0 / p.elements;
+            std::printf("| %s | %.3f | %.3f | %.3f | %.2f |\n", p.name.c_str(), ours, scalar,
+                        floor_ns, ours / floor_ns);
+        }
     }
     std::printf("\nOpenCV %s, threads %d\n", CV_VERSION, cv::getNumThreads());
     benchmark::Shutdown();

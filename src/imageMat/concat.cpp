@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "imageMat.h"
+#include "imageMat/copy_bytes.h"
 #include "imageMat/tensor_shape.h"
 #include "utils/debug_trace.h"
 
@@ -123,7 +124,7 @@ void copy_blocks(const std::vector<TensorMat *> &mats, int dim, long long outer,
             const size_t block = static_cast<size_t>(extent(t, dim) * inner * esize);
             if (block == 0) continue;
             const unsigned char *src = static_cast<const unsigned char *>(t->data) + g * block;
-            std::memmove(out, src, block);
+            qevo_internal::copy_bytes(out, src, block);
             out += block;
         }
     }

@@ -2,7 +2,15 @@
 #include <cmath>
 
 #include "imageMat.h"
+#include "imageMat/tensor_math_paths.h"
 #include "utils/debug_trace.h"
+#include "utils/simd_select.h"
+
+namespace qevo_simd {
+
+const TensorMathPaths *tensor_math_paths() { return QEVO_SIMD_PICK(kTensorMath); }
+
+}  // namespace qevo_simd
 
 namespace {
 
@@ -13,6 +21,10 @@ int float_span(const TensorMat &t) {
     const int held = t.dataByte / 4;
     return t.elementNum < held ? t.elementNum : held;
 }
+
+// The loops below are the definition; a vector form of the chosen instruction
+// set does a leading part of a pass with the same floats.
+using qevo_simd::tensor_math_paths;
 
 }  // namespace
 
@@ -25,7 +37,8 @@ int TensorMat::l2_norm() {
         squareSum = squareSum + sq;
     }
     const float sqrtSum = std::sqrt(squareSum);
-    for (int i = 0; i < n; ++i) d[i] = d[i] / sqrtSum;
+    const auto *paths = tensor_math_paths();
+    for (int i = paths ? paths->divide(d, n, sqrtSum) : 0; i < n; ++i) d[i] = d[i] / sqrtSum;
     return 0;
 }
 
@@ -34,7 +47,8 @@ int TensorMat::des_l2_norm() {
     const long long plane = static_cast<long long>(width) * height;
     if (dataByte <= 0 || plane > dataByte / 4) return 0;
     float *d = static_cast<float *>(data);
-    for (int i = 0; i < width; ++i) {
+    const auto *paths = tensor_math_paths();
+    for (int i = paths ? paths->column_l2(d, width, height) : 0; i < width; ++i) {
         float squareSum = 0.f;
         for (int j = 0; j < height; ++j) {
             const float v = d[static_cast<long long>(j) * width + i];
@@ -56,7 +70,9 @@ int TensorMat::l1_norm() {
     float absoluteSum = 0.f;
     for (int i = 0; i < n; ++i) absoluteSum = absoluteSum + std::fabs(d[i]);
     if (absoluteSum > 0.f) {
-        for (int i = 0; i < n; ++i) d[i] = d[i] / absoluteSum;
+        const auto *paths = tensor_math_paths();
+        for (int i = paths ? paths->divide(d, n, absoluteSum) : 0; i < n; ++i)
+            d[i] = d[i] / absoluteSum;
     }
     return 0;
 }
@@ -74,6 +90,7 @@ int TensorMat::add(TensorMat *m) {
     if (n < 0 || n > dataByte / 4 || n > m->dataByte / 4) return 1;
     float *a = static_cast<float *>(data);
     const float *b = static_cast<const float *>(m->data);
-    for (int i = 0; i < n; ++i) a[i] = a[i] + b[i];
+    const auto *paths = tensor_math_paths();
+    for (int i = paths ? paths->add(a, b, n) : 0; i < n; ++i) a[i] = a[i] + b[i];
     return 0;
 }

@@ -4,7 +4,9 @@
 #include "imageMat.h"
 #include "imageMat/tensor_shape.h"
 #include "mat_pixel_resize.h"
+#include "mat_pixel_resize/resize_float_paths.h"
 #include "utils/debug_trace.h"
+#include "utils/simd_select.h"
 
 using qevo_internal::byte_count;
 using qevo_internal::element_count;
@@ -56,6 +58,37 @@ void adopt_resized(TensorMat &t, float *out, int newwidth, int newheight, const 
     t.dataByte = static_cast<int>(plan.new_bytes);
 }
 
+// Nearest source index of output position `i`: i x scale in single precision,
+// truncated; clamped to n - 1 (guards float rounding at huge ratios).
+inline int nearest_index(int i, float scale, int n) {
+    const int s = static_cast<int>(static_cast<float>(i) * scale);
+    return s > n - 1 ? n - 1 : s;
+}
+
+// The nearest resize of all planes by the chosen vector form, with the source
+// indices of every output column and row worked out once; false when there is
+// none or it could not run (nothing written then).
+bool resize_nearest_vector(const float *in, int width, int height, float *out, int newwidth,
+                           int newheight, long long planes, float w_scale, float h_scale) {
+    const qevo_simd::FloatResizePaths *paths = qevo_simd::float_resize_paths();
+    if (paths == nullptr) return false;
+    auto *cols = static_cast<qevo_simd::Tap *>(
+        std::malloc(sizeof(qevo_simd::Tap) * static_cast<size_t>(newwidth)));
+    int *rows = static_cast<int *>(std::malloc(sizeof(int) * static_cast<size_t>(newheight)));
+    bool done = false;
+    if (cols != nullptr && rows != nullptr) {
+        for (int x = 0; x < newwidth; ++x) {
+            const int sx = nearest_index(x, w_scale, width);
+            cols[x] = qevo_simd::Tap{sx, sx, 0.f};
+        }
+        for (int y = 0; y < newheight; ++y) rows[y] = nearest_index(y, h_scale, height);
+        done = paths->nearest(in, width, height, out, newwidth, newheight, planes, cols, rows);
+    }
+    std::free(cols);
+    std::free(rows);
+    return done;
+}
+
 }  // namespace
 
 int TensorMat::resize(int width, int height, bool interpo) {
@@ -85,20 +118,20 @@ int TensorMat::resize_nearest_nchw(int newwidth, int newheight) {
     if (out == nullptr) return 1;
     const float *in = static_cast<const float *>(data);
     float *o = out;
-    for (long long p = 0; p < plan.planes; ++p) {
-        for (int y = 0; y < newheight; ++y) {
-            int sy = static_cast<int>(static_cast<float>(y) * h_scale);
-            if (sy > height - 1) sy = height - 1;  // guards float rounding at huge ratios
-            const float *src_row = in + static_cast<size_t>(sy) * static_cast<size_t>(width);
-            float *dst_row = o + static_cast<size_t>(y) * static_cast<size_t>(newwidth);
-            for (int x = 0; x < newwidth; ++x) {
-                int sx = static_cast<int>(static_cast<float>(x) * w_scale);
-                if (sx > width - 1) sx = width - 1;
-                dst_row[x] = src_row[sx];
+    // The loop is the definition; the vector forms give the same floats.
+    if (!resize_nearest_vector(in, width, height, out, newwidth, newheight, plan.planes, w_scale,
+                               h_scale)) {
+        for (long long p = 0; p < plan.planes; ++p) {
+            for (int y = 0; y < newheight; ++y) {
+                const int sy = nearest_index(y, h_scale, height);
+                const float *src_row = in + static_cast<size_t>(sy) * static_cast<size_t>(width);
+                float *dst_row = o + static_cast<size_t>(y) * static_cast<size_t>(newwidth);
+                for (int x = 0; x < newwidth; ++x)
+                    dst_row[x] = src_row[nearest_index(x, w_scale, width)];
             }
+            in += plan.old_plane;
+            o += plan.new_plane;
         }
-        in += plan.old_plane;
-        o += plan.new_plane;
     }
     adopt_resized(*this, out, newwidth, newheight, plan);
     return 0;

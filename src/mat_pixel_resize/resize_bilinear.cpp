@@ -12,7 +12,7 @@
 #include "mat_pixel_resize.h"
 #include "resize_bilinear_paths.h"
 #include "resize_rows.h"
-#include "utils/simd_path.h"
+#include "utils/simd_select.h"
 
 using namespace qevo_resize;
 
@@ -78,7 +78,8 @@ bool is_half(const int *ofs, const short *weights, int len, int step) {
 }
 
 const Paths &choose_paths() {
-    return qevo_internal::chosen_table(kPathsScalar, QEVO_VECTOR_TABLES);
+    const Paths *chosen = QEVO_SIMD_PICK(kPaths);
+    return chosen != nullptr ? *chosen : kPathsScalar;
 }
 
 template <int N>

@@ -12,7 +12,7 @@
 
 #include <cstring>
 
-#include "utils/simd_path.h"
+#include "utils/simd_select.h"
 
 namespace qevo_resize {
 
@@ -111,7 +111,7 @@ inline int load_i32(const unsigned char *p) {
 }  // namespace
 
 // Vector paths; each exists only on its architecture.
-QEVO_DECLARE_VECTOR_TABLES(Paths);
+QEVO_SIMD_TABLES(Paths, kPaths);
 
 }  // namespace qevo_resize
 

@@ -5,6 +5,8 @@
 #include <cstdlib>
 
 #include "mat_pixel_resize.h"
+#include "resize_float_paths.h"
+#include "utils/simd_select.h"
 
 void resize_bilinear_yuv420sp(const unsigned char *src, int srcw, int srch, unsigned char *dst,
                               int w, int h) {
@@ -19,31 +21,31 @@ void resize_bilinear_yuv420sp(const unsigned char *src, int srcw, int srch, unsi
     resize_bilinear_c2(src_uv, srcw / 2, srch / 2, dst_uv, cw, ch);
 }
 
+using qevo_simd::blend;
+using qevo_simd::Tap;
+using qevo_simd::tap_of;
+
+namespace qevo_simd {
+
+const FloatResizePaths *float_resize_paths() { return QEVO_SIMD_PICK(kFloatResize); }
+
+}  // namespace qevo_simd
+
 namespace {
 
-// The one-dimensional blend of single_bilinear with the distance `alpha` from
-// the left tap already taken: two separately rounded products, then the sum.
-inline float blend(float alpha, float data0, float data1) {
-    const float p0 = (1.f - alpha) * data0;
-    const float p1 = alpha * data1;
-    return p0 + p1;
-}
-
-inline int clamp_index(int v, int n) { return v < 0 ? 0 : (v > n - 1 ? n - 1 : v); }
-
-// The two source taps of output position `idx` and the blend distance, for
-// the mapping (idx + 1) x (n / (m + 1)) - 0.5 with `step` = n / (m + 1).
-struct Tap {
-    int i0;
-    int i1;
-    float alpha;
-};
-
-inline Tap tap_of(int idx, double step, int n) {
-    const float raw = static_cast<float>((static_cast<double>(idx) + 1.0) * step - 0.5);
-    const int i0 = clamp_index(static_cast<int>(raw), n);
-    const int i1 = clamp_index(static_cast<int>(std::ceil(raw)), n);
-    return Tap{i0, i1, std::fabs(raw - static_cast<float>(i0))};
+// The vector form of the chosen instruction set, given the column taps and
+// the row step; false when there is none or it could not run (nothing
+// written then).
+bool resize_float_vector(const float *src, int srcw, int srch, float *dst, int dstw, int dsth,
+                         const Tap *cols, double step_y) {
+    const qevo_simd::FloatResizePaths *paths = qevo_simd::float_resize_paths();
+    if (paths == nullptr) return false;
+    Tap *rows = static_cast<Tap *>(std::malloc(sizeof(Tap) * static_cast<size_t>(dsth)));
+    if (rows == nullptr) return false;
+    for (int y = 0; y < dsth; ++y) rows[y] = tap_of(y, step_y, srch);
+    const bool done = paths->bilinear(src, srcw, dst, dstw, dsth, cols, rows);
+    std::free(rows);
+    return done;
 }
 
 }  // namespace
@@ -55,7 +57,8 @@ float single_bilinear(float x, int x0, int x1, float data0, float data1) {
 
 // The column taps depend on the output column only, so they are worked out
 // once per call (the values are exactly those of a per-pixel computation); if
-// that small table cannot be allocated they are recomputed per pixel.
+// that small table cannot be allocated they are recomputed per pixel. The
+// loop below is the definition; the vector forms give the same floats.
 void resize_bilinear_float_c1(float *src, int srcw, int srch, float *dst, int dstw, int dsth) {
     if (src == nullptr || dst == nullptr) return;
     if (srcw < 1 || srch < 1 || dstw < 1 || dsth < 1) return;
@@ -64,6 +67,10 @@ void resize_bilinear_float_c1(float *src, int srcw, int srch, float *dst, int ds
     Tap *cols = static_cast<Tap *>(std::malloc(sizeof(Tap) * static_cast<size_t>(dstw)));
     if (cols != nullptr) {
         for (int x = 0; x < dstw; ++x) cols[x] = tap_of(x, step_x, srcw);
+        if (resize_float_vector(src, srcw, srch, dst, dstw, dsth, cols, step_y)) {
+            std::free(cols);
+            return;
+        }
     }
     for (int y = 0; y < dsth; ++y) {
         const Tap ty = tap_of(y, step_y, srch);

@@ -4,7 +4,7 @@
 #include <cstddef>
 
 #include "preprocess.h"
-#include "utils/simd_path.h"
+#include "utils/simd_select.h"
 #include "yuv_rgb_rows.h"
 
 namespace qevo_color {
@@ -29,7 +29,8 @@ const Paths kPathsScalar = {"scalar",
 const Coeffs &coeffs_of(qevo::ColorMatrix m) { return kCoeffs[static_cast<int>(m)]; }
 
 const Paths &choose_paths() {
-    return qevo_internal::chosen_table(kPathsScalar, QEVO_VECTOR_TABLES);
+    const Paths *chosen = QEVO_SIMD_PICK(kPaths);
+    return chosen != nullptr ? *chosen : kPathsScalar;
 }
 
 }  // namespace qevo_color

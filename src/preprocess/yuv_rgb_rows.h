@@ -12,7 +12,7 @@
 #include <cstddef>
 
 #include "preprocess.h"
-#include "utils/simd_path.h"
+#include "utils/simd_select.h"
 
 namespace qevo_color {
 
@@ -237,7 +237,7 @@ constexpr Paths vector_paths(const char *name) {
 }  // namespace
 
 // Vector paths; each exists only on its architecture.
-QEVO_DECLARE_VECTOR_TABLES(Paths);
+QEVO_SIMD_TABLES(Paths, kPaths);
 
 }  // namespace qevo_color
 

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "utils.h"
+#include "utils/pixel_buffer_paths.h"
 
 namespace {
 
@@ -93,6 +94,10 @@ int pad_img(QEVO::ImgMat img, int padleft, int padright, int padtop, int padbot,
     const long long dstH = imgH + padtop + padbot;
     const long long dstwstride = dstW * imgC;
     const int channels = img.depth;
+    // The loops below are the definition; the vector fills write the same bytes.
+    if (qevo_simd::pad_with_fills(data, imgW, imgH, channels, padleft, padright, padtop, padbot,
+                                  dst, values))
+        return 0;
 
     for (long long j = 0; j < padtop; ++j)
         fill_border(dst + j * dstwstride, dstW, channels, values);
@@ -122,9 +127,13 @@ int nhwc2nchw(char *src, char *dst, int width, int height, int depth, bool rbswa
     char *r = rbswap ? dst + 2 * mapsize : dst;
     char *g = dst + mapsize;
     char *b = rbswap ? dst : dst + 2 * mapsize;
-    // Rows are packed, so the image is one run of width x height pixels.
-    const char *s = src;
-    for (size_t i = 0; i < mapsize; ++i, s += 3) {
+    // Rows are packed, so the image is one run of width x height pixels; a
+    // vector form may move the first ones.
+    size_t i = qevo_simd::split_planes(reinterpret_cast<const unsigned char *>(src), mapsize,
+                                       reinterpret_cast<unsigned char *>(r),
+                                       reinterpret_cast<unsigned char *>(g),
+                                       reinterpret_cast<unsigned char *>(b));
+    for (const char *s = src + 3 * i; i < mapsize; ++i, s += 3) {
         r[i] = s[0];
         g[i] = s[1];
         b[i] = s[2];

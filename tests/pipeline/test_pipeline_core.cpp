@@ -18,9 +18,14 @@ using namespace pipeline;
 
 namespace {
 
-ParseResult parse(bool gt, const std::string &text, MotSequence &seq) {
+ParseResult parse_dets(const std::string &text, MotSequence &seq) {
     std::istringstream in(text);
-    return gt ? parse_ground_truth(in, "gt.txt", seq) : parse_detections(in, "dets.txt", seq);
+    return parse_detections(in, "dets.txt", seq);
+}
+
+ParseResult parse_gt(const std::string &text, GroundTruth &gt) {
+    std::istringstream in(text);
+    return parse_ground_truth(in, "gt.txt", gt);
 }
 
 std::vector<float> corners(const MotBox &b) { return {b.x1, b.y1, b.x2, b.y2}; }
@@ -44,55 +49,87 @@ std::vector<long> counts(const TrackingMetrics &m) {
 
 TEST(MotFormat, ReadsDetectionsAndGroundTruth) {
     MotSequence det;
-    ParseResult r = parse(false,
-                          "# detections\n"
-                          "1,-1,11,21,30,40,0.9,-1,-1,-1\n"
-                          "\n"
-                          "  1 , -1 , 101.5 , 1 , 10 , 20 , 0.25\r\n"
-                          "3,-1,1,1,5,5,0.5,-1,-1\n",
-                          det);
+    ParseResult r = parse_dets(
+        "# detections\n"
+        "1,-1,11,21,30,40,0.9,-1,-1,-1\n"
+        "\n"
+        "  1 , -1 , 101.5 , 1 , 10 , 20 , 0.25\r\n"
+        "3\t-1  1 1 5 5 0.5 -1 -1\n",  // white space instead of commas
+        det);
     ASSERT_TRUE(r.ok) << r.error;
     EXPECT_EQ(r.rows, 3);
-    ASSERT_TRUE(det.size() == 2 && det[1].size() == 2);
+    ASSERT_TRUE(det.size() == 2 && det[1].size() == 2 && det[3].size() == 1);
     EXPECT_EQ(corners(det[1][0]), (std::vector<float>{10, 20, 40, 60}));  // 1-based to 0-based
     EXPECT_FLOAT_EQ(det[1][0].score, 0.9f);
     EXPECT_FLOAT_EQ(det[1][1].x1, 100.5f);
+    EXPECT_EQ(corners(det[3][0]), (std::vector<float>{0, 0, 5, 5}));
     EXPECT_EQ(last_frame(det), 3);
 
-    MotSequence gt;
-    r = parse(true,
-              "1,4,11,21,30,40,1,1,1\n"
-              "1,5,11,21,30,40,0,1,1\n"  // flag 0: not evaluated
-              "2,4,12,21,30,40\n"
-              "2,7,1,1,8,8,1,3,0.5,0\n",
-              gt);
-    ASSERT_TRUE(r.ok) << r.error;
-    EXPECT_EQ(r.rows, 3);
-    ASSERT_TRUE(gt[1].size() == 1 && gt[2].size() == 2);
-    EXPECT_EQ(gt[1][0].id, 4);
-    EXPECT_EQ(gt[2][1].cls, 2);  // class column 3 -> index 2
-
-    // Written lines read back.
+    // Written lines read back; the scene's ground truth is written without
+    // classes, so every row is scored.
     MotBox t = at(12, 99.5f);
     t.x2 = 150.25f;
     t.y2 = 80;
     t.score = 0.875f;
+    t.cls = 2;
     EXPECT_EQ(format_track_line(7, t), "7,12,100.50,1.00,50.75,80.00,0.875,-1,-1,-1");
-    t.cls = 1;
-    MotSequence gt2, det2;
-    ASSERT_TRUE(parse(true, format_gt_line(7, t), gt2).ok);
-    ASSERT_TRUE(parse(false, format_det_line(8, t), det2).ok);
-    for (const MotBox &b : {gt2[7][0], det2[8][0]})
+    GroundTruth gt2;
+    MotSequence det2;
+    ASSERT_TRUE(parse_gt(format_gt_line(7, t), gt2).ok);
+    ASSERT_TRUE(parse_dets(format_det_line(8, t), det2).ok);
+    for (const MotBox &b : {gt2.scored[7][0], det2[8][0]})
         for (int i = 0; i < 4; ++i) EXPECT_NEAR(corners(b)[i], corners(t)[i], 0.01) << i;
-    EXPECT_TRUE(gt2[7][0].id == 12 && gt2[7][0].cls == 1 && det2[8][0].score == 0.875f);
+    EXPECT_TRUE(gt2.scored[7][0].id == 12 && det2[8][0].score == 0.875f);
+}
+
+// Which ground-truth rows are scored, which are "do not evaluate" rows and
+// which are dropped, in both conventions.
+TEST(MotFormat, GroundTruthConventions) {
+    auto ids = [](const MotSequence &seq) {
+        std::vector<int> v;
+        for (const auto &kv : seq)
+            for (const MotBox &b : kv.second) v.push_back(kv.first * 100 + b.id);
+        return v;
+    };
+    GroundTruth mot15;
+    ASSERT_TRUE(parse_gt("1,1,1,1,5,5,1,-1,-1,-1\n"
+                         "1,2,1,1,5,5,0,-1,-1,-1\n"  // flag 0
+                         "2,1,1,1,5,5\n"             // no flag: scored
+                         "2 3 1 1 5 5 1\n",
+                         mot15)
+                    .ok);
+    EXPECT_EQ(ids(mot15.scored), (std::vector<int>{101, 201, 203}));
+    EXPECT_EQ(ids(mot15.not_evaluated), (std::vector<int>{102}));
+    EXPECT_FALSE(mot15.has_classes);
+
+    // Classes: 1 pedestrian, 2 person on vehicle, 3 car, 7 static person,
+    // 8 distractor, 12 reflection, 9 occluder.
+    GroundTruth mot16;
+    ASSERT_TRUE(parse_gt("1,1,1,1,5,5,1,1,1\n"
+                         "1,2,1,1,5,5,1,2,0.5\n"
+                         "1,3,1,1,5,5,1,3,1\n"
+                         "1,4,1,1,5,5,0,1,0.1\n"  // pedestrian, flag 0
+                         "1,5,1,1,5,5,1,7,1\n"
+                         "1,6,1,1,5,5,1,8,1\n"
+                         "1,7,1,1,5,5,1,12,1\n"
+                         "1,8,1,1,5,5,0,9,1\n"   // occluder, flag 0
+                         "1,9,1,1,5,5,1,9,1\n",  // occluder, flag 1
+                         mot16)
+                    .ok);
+    EXPECT_EQ(ids(mot16.scored), (std::vector<int>{101}));
+    EXPECT_EQ(ids(mot16.not_evaluated), (std::vector<int>{102, 104, 105, 106, 107, 108}));
+    EXPECT_EQ(mot16.dropped, 2);  // the car and the flagged occluder
+    EXPECT_TRUE(mot16.has_classes);
 }
 
 TEST(MotFormat, RejectsMalformedLinesWithTheirNumber) {
     const struct { bool gt; std::string text, expect; } cases[] = {  // expect: part of the message
-        {false, "1,-1,1,1,5,5,0.5\n1,-1,1,1,5,5\n", "dets.txt:2: expected 7 to 10"},
+        {false, "1,-1,1,1,5,5,0.5\n1,-1,1,1,5,5\n", "dets.txt:2: expected 7 to 10 fields"},
         {false, "\n# c\n1,-1,1,1,5,5,0.5,1,1,1,1\n", "dets.txt:3: expected 7 to 10"},
+        {false, "1;-1;1;1;5;5;0.5\n",
+         "dets.txt:1: expected 7 to 10 fields separated by commas or white space, found 1"},
         {false, "1,-1,1,1,5,abc,0.5\n", "dets.txt:1: field 6 is not a number: 'abc'"},
-        {false, "1,-1,1,1,5,5x,0.5\n", "field 6 is not a number"},
+        {false, "1,-1,1,1,5 5,0.5,1\n", "field 5 is not a number: '5 5'"},
         {false, "0,-1,1,1,5,5,0.5\n", "dets.txt:1: frame number"},
         {false, "1.5,-1,1,1,5,5,0.5\n", "frame number"},
         {false, "2,-1,1,1,0,5,0.5\n", "width and height must be positive"},
@@ -102,10 +139,14 @@ TEST(MotFormat, RejectsMalformedLinesWithTheirNumber) {
         {true, "1,1,1,1,5,5\n2,1,1,1,5,5\n2,1,3,3,5,5\n",
          "gt.txt:3: identifier 1 appears twice in frame 2"},
         {true, "1,1,1,1,5\n", "gt.txt:1: expected 6 to 10"},
+        {true, "1,1,1,1,5,5,1,1,1\n2,1,1,1,5,5,1,-1,-1,-1\n",
+         "gt.txt:2: 10 fields (without a class column), unlike the first row"},
+        {true, "1,1,1,1,5,5,1,0,1\n", "gt.txt:1: class must be a whole number >= 1"},
     };
     for (const auto &c : cases) {
         MotSequence seq;
-        const ParseResult r = parse(c.gt, c.text, seq);
+        GroundTruth gt;
+        const ParseResult r = c.gt ? parse_gt(c.text, gt) : parse_dets(c.text, seq);
         EXPECT_FALSE(r.ok) << c.text;
         EXPECT_NE(r.error.find(c.expect), std::string::npos) << r.error << " / wanted " << c.expect;
     }
@@ -233,6 +274,59 @@ TEST(Metrics, KeepsCorrespondenceAndMatchesIdentitiesGlobally) {
     EXPECT_EQ(m.false_positives, 7);
 }
 
+// Tracker boxes matched to "do not evaluate" rows (a static person, a
+// flag-0 pedestrian) are removed before scoring; the matching is one to one
+// over all rows of the frame, so a box goes to the row it overlaps best.
+TEST(Metrics, DoNotEvaluateRowsTakeTheTrackerBoxesMatchedToThem) {
+    GroundTruth gt;
+    ASSERT_TRUE(parse_gt("1,1,1,1,10,10,1,1,1\n"    // pedestrian at x 0
+                         "1,2,101,1,10,10,1,7,1\n"  // static person at x 100
+                         "2,1,1,1,10,10,1,1,1\n"
+                         "2,3,4,1,10,10,0,1,0.2\n"  // flag 0 at x 3
+                         "3,1,1,1,10,10,1,1,1\n"
+                         "3,3,4,1,10,10,0,1,0.2\n",
+                         gt)
+                    .ok);
+    // Frame 1: track 8 sits on the static person (removed), 9 on nothing.
+    // Frame 2: track 7 at x 2 overlaps the pedestrian by 8/12 and the flag-0
+    // row by 9/11: it goes to the flag-0 row and is removed; the pedestrian
+    // is missed (and resumed in frame 3: one fragmentation). Frame 3: two
+    // boxes, one per row: track 10 is removed.
+    const MotSequence tr{
+        {1, {at(7, 0), at(8, 100), at(9, 200)}}, {2, {at(7, 2)}}, {3, {at(7, 0), at(10, 3)}}};
+    const TrackingMetrics m = score_against(gt, tr);
+    EXPECT_EQ(m.removed, 3);
+    EXPECT_EQ(counts(m), (std::vector<long>{2, 1, 1, 0, 1, 2}));
+    EXPECT_NEAR(m.mota, 1.0 - 2.0 / 3.0, 1e-12);    // (1 miss + 1 FP) / 3
+    EXPECT_NEAR(m.idf1, 2.0 * 2 / (3 + 3), 1e-12);  // 3 track boxes remain
+}
+
+// Mostly tracked from 80 % of the frames on, mostly lost up to 20 %; the
+// overall row adds counts, it does not average ratios.
+TEST(Metrics, TrackedSharesAndOverallRow) {
+    MotSequence gt, tr;
+    for (int f = 1; f <= 5; ++f) {
+        gt[f] = {at(1, 0), at(2, 100), at(3, 200)};
+        if (f <= 4) tr[f].push_back(at(11, 0));    // 4 of 5: mostly tracked
+        if (f <= 1) tr[f].push_back(at(12, 100));  // 1 of 5: mostly lost
+        if (f <= 2) tr[f].push_back(at(13, 200));  // 2 of 5: partly tracked
+    }
+    const TrackingMetrics a = evaluate_tracking(gt, tr);
+    EXPECT_EQ((std::vector<int>{a.mostly_tracked, a.partly_tracked, a.mostly_lost}),
+              (std::vector<int>{1, 1, 1}));
+    // Second sequence: one object, one box beside it (a miss and a false positive).
+    const TrackingMetrics b = evaluate_tracking({{1, {at(1, 0)}}}, {{1, {at(1, 4)}}});
+    const TrackingMetrics all = combine({a, b});
+    // 16 boxes: 7 matched, 9 missed, 1 false positive. Means of the two
+    // sequences' figures would give MOTA (7/15 - 1) / 2.
+    EXPECT_EQ(counts(all), (std::vector<long>{7, 9, 1, 0, 0, 7}));
+    EXPECT_DOUBLE_EQ(all.mota, 1.0 - 10.0 / 16.0);
+    EXPECT_DOUBLE_EQ(all.idf1, 2.0 * 7 / (16 + 8));
+    EXPECT_DOUBLE_EQ(all.motp, 1.0);
+    EXPECT_EQ((std::vector<int>{all.mostly_tracked, all.partly_tracked, all.mostly_lost}),
+              (std::vector<int>{1, 1, 2}));
+}
+
 TEST(RunStats, MeanAndNearestRankPercentile) {
     StageTimes t;
     for (int i = 1; i <= 20; ++i) t.ms.push_back(21 - i);  // 20 .. 1
@@ -253,21 +347,42 @@ TEST(Cli, ValidatesCombinations) {
     std::string err;
     ASSERT_TRUE(run({}, o, err));
     EXPECT_FALSE(o.user_data());
+    EXPECT_EQ(o.width, 1280);
     ASSERT_TRUE(
         run({"--frames", "a.nv12", "--size", "640x480", "--header", "16", "--dets", "d"}, o, err))
         << err;
     EXPECT_EQ(o.width, 640);
     EXPECT_EQ(o.header, 16);
+    // Detections alone: any size, or none.
+    ASSERT_TRUE(
+        run({"--dets", "d", "--size", "1242x375", "--min-score", "-0.5"}, o = Options(), err))
+        << err;
+    EXPECT_TRUE(o.width == 1242 && o.min_score == -0.5);
+    ASSERT_TRUE(run({"--dets", "d", "--gt", "g"}, o = Options(), err)) << err;
+    EXPECT_EQ(o.width, 0);
+    ASSERT_TRUE(run({"--mot-root", "r", "--length", "5"}, o = Options(), err)) << err;
 
-    // No size; malformed, odd and too small sizes; a header without frames or
-    // negative; ground truth with nothing to evaluate; a missing value.
+    // NV12 frames without a size or with an odd one; sizes out of range; a
+    // header without frames or negative; ground truth with nothing to
+    // evaluate; --mot-root with a single-sequence option; a score that is
+    // not a number; a missing value; an unknown option.
     const std::vector<std::vector<const char *>> bad = {
-        {"--frames", "a.nv12"}, {"--size", "640x"}, {"--size", "641x480"}, {"--size", "8x8"},
-        {"--header", "4"},      {"--frames", "a", "--size", "64x64", "--header", "-1"},
-        {"--gt", "g", "--size", "64x64"}, {"--every", "0"}, {"--out"}, {"--bogus"}};
+        {"--frames", "a.nv12"},
+        {"--frames", "a", "--size", "641x480"},
+        {"--size", "641x480"},
+        {"--dets", "d", "--size", "0x5"},
+        {"--dets", "d", "--size", "16385x5"},
+        {"--header", "4"},
+        {"--frames", "a", "--size", "64x64", "--header", "-1"},
+        {"--gt", "g"},
+        {"--mot-root", "r", "--dets", "d"},
+        {"--min-score", "nan"},
+        {"--every", "0"},
+        {"--out"},
+        {"--bogus"}};
     for (const auto &args : bad) {
         err.clear();
-        EXPECT_FALSE(run(args, o = Options(), err)) << args[0];
+        EXPECT_FALSE(run(args, o = Options(), err)) << args[0] << " " << args.size();
         EXPECT_FALSE(err.empty());
     }
 }

@@ -11,6 +11,10 @@
 #include <string>
 #include <vector>
 
+#include <map>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
 #include "support.h"
 
 namespace {
@@ -144,7 +148,7 @@ TEST(PipelineRun, UserRecordingWithHeaderAndDetections) {
     const std::vector<Line> tr = read_mot("o/tracks.txt");
     ASSERT_EQ(tr.size(), 3u);
     for (size_t i = 0; i < tr.size(); ++i) {
-        EXPECT_TRUE(tr[i].frame == 10 + static_cast<int>(i) && tr[i].id == 0) << i;
+        EXPECT_TRUE(tr[i].frame == 10 + static_cast<int>(i) && tr[i].id == 1) << i;
         EXPECT_NEAR(tr[i].x, 10 + tr[i].frame, 1.5);
         EXPECT_NEAR(tr[i].w, 20, 1.5);
     }
@@ -153,7 +157,7 @@ TEST(PipelineRun, UserRecordingWithHeaderAndDetections) {
     EXPECT_EQ(json_number(js, "input", "frames"), 12);
     for (const char *f :
          {"o/frames/frame_000001.png", "o/frames/frame_000006.png", "o/frames/frame_000011.png",
-          "o/contact_sheet.png", "o/snapshots/track_0000.png"})
+          "o/contact_sheet.png", "o/snapshots/track_0001.png"})
         EXPECT_TRUE(is_png(f)) << f;
 }
 
@@ -163,7 +167,8 @@ TEST(PipelineRun, BadInputGivesAClearMessageAndNonZeroExit) {
     write_file("ok.nv12", std::string(64 * 48 * 3 / 2, 'x'));
     write_file("det.txt", "1,-1,1,1,10,10,0.9\n\n1,-1,1,1,10\n");
     write_file("not_a_folder", "x");
-    const struct { std::string args; int code; std::string message; } cases[] = {
+    const struct { std::string args; int code; std::string message;
+    } cases[] = {
         {"--frames missing.nv12 --size 64x48", 1, "cannot open frames file 'missing.nv12'"},
         {"--frames rec.nv12 --size 64x48", 1, "does not match --size 64x48"},
         {"--frames ok.nv12 --size 64x48 --header 9999", 1, "shorter than its 9999-byte header"},
@@ -172,12 +177,108 @@ TEST(PipelineRun, BadInputGivesAClearMessageAndNonZeroExit) {
         {"--frames ok.nv12 --size 64x48 --out not_a_folder", 1, "not_a_folder"},
         {"--frames ok.nv12 --size 64x48 --out not_a_folder/sub", 1, "cannot create folder"},
         {"--frames ok.nv12", 2, "--size WxH is required"},
-        {"--whatever", 2, "unknown argument"},
+        {"--whatever", 2, "--whatever"},
+        {"--mot-root missing", 1, "cannot read folder 'missing'"},
+        {"--mot-root .", 1, "no sequence folders"},
+        {"--mot-root bad --out o", 1, "bad/B/gt/gt.txt:3: field 3 is not a number"},
+        {"--mot-root bad2 --out o", 1, "bad2/A/seqinfo.ini: imWidth must be a whole number"},
+        {"--mot-root bad3 --out o", 1, "bad3/A/det/det.txt: cannot open file"},
     };
+    // Benchmark folders with a bad ground-truth line in the second sequence,
+    // a size missing from seqinfo.ini, and no detections.
+    std::system(("for d in bad bad2 bad3; do cp -r " + std::string(QEVO_MOT_TREE) +
+                 " $d; mv $d/TINY-01 $d/A; mv $d/TINY-02 $d/B; done; "
+                 "sed -i '3s/,91,/,91x,/' bad/B/gt/gt.txt; sed -i '/imWidth/d' bad2/A/seqinfo.ini; "
+                 "rm bad3/A/det/det.txt")
+                    .c_str());
     for (const auto &c : cases) {
         EXPECT_EQ(run(c.args), c.code) << c.args;
         const std::string err = slurp("stderr.txt");
         EXPECT_NE(err.find(c.message), std::string::npos) << c.args << " -> " << err;
         EXPECT_EQ(err.find("Sanitizer"), std::string::npos) << err;
     }
+    EXPECT_FALSE(std::ifstream("o/A.txt").good()) << "inputs are checked before any output";
+}
+
+// The library gives identifier 1 to B (frames 1-12) and, once B is deleted,
+// again to C (from frame 19): B misses frames 13-18, its miss balance passes 5
+// at frame 18. C scores above A, so the suppression puts it first and the
+// in-place tracker numbers it 0 + 1 + 0 = 1 as well. Each trajectory must
+// keep its own identifier: A 1, B 2, C 3, in the order of their first report.
+TEST(PipelineRun, ReusedLibraryIdentifierGetsItsOwnTrackIdentifier) {
+    qevo_test::ScratchDir dir;
+    std::string det;
+    for (int f = 1; f <= 30; ++f) {
+        det += std::to_string(f) + ",-1,11,11,20,40,0.8,-1,-1,-1\n";
+        if (f <= 12) det += std::to_string(f) + " -1 61 11 20 40 0.8 -1 -1 -1\n";
+        if (f >= 19) det += std::to_string(f) + ",-1,111,11,20,40,0.9,-1,-1,-1\n";
+    }
+    write_file("det.txt", det);
+    ASSERT_EQ(run("--dets det.txt --out o"), 0) << slurp("stderr.txt");  // size from the boxes
+    // A reported in frames 10-30; B in 10-17 (stale but not yet deleted
+    // from frame 13 on, reported at its predicted box); C in 28-30.
+    for (const char *file : {"o/tracks.txt", "o/tracks_inplace.txt"}) {
+        std::map<int, std::vector<int>> frames;  // id -> frames
+        for (const Line &l : read_mot(file)) frames[l.id].push_back(l.frame);
+        ASSERT_EQ(frames.size(), 3u) << file;
+        EXPECT_TRUE(frames[1].size() == 21 && frames[1].front() == 10) << file;
+        EXPECT_TRUE(frames[2].size() == 8 && frames[2].back() == 17) << file;
+        EXPECT_EQ(frames[3], (std::vector<int>{28, 29, 30})) << file;
+    }
+    const auto js = nlohmann::json::parse(slurp("o/summary.json"));
+    for (const char *tracker : {"tracker", "tracker_inplace"})
+        EXPECT_EQ(js[tracker]["identifiers"],
+                  nlohmann::json::parse(
+                      R"({"trajectories": 3, "library_ids_reused": 1, "remapped": 1})"));
+    EXPECT_EQ(js["input"]["width"], 130);  // x 110 + 20
+    EXPECT_EQ(js["input"]["height"], 50);
+    EXPECT_TRUE(is_png("o/snapshots/track_0003.png"));
+}
+
+// The made-up benchmark folder tests/pipeline/mot_tree, with --min-score 0.5:
+//   TINY-01 (101x75, 12 frames, ground truth without classes): one object
+//     detected in every frame, reported from frame 10: 3 of 12 boxes matched,
+//     9 missed; a second detection scoring 0.2 is dropped.
+//     MOTA 1 - 9/12 = .25, IDF1 2*3/(12+3) = .4, IDP 1, IDR .25, PT 1.
+//   TINY-02 (160x120, 15 frames, classes): a pedestrian, a static person, a
+//     car and a flag-0 pedestrian, all detected in every frame and reported
+//     in frames 10-15. The static person's and the flag-0 row's tracks are
+//     removed (12 boxes); the car's 6 boxes are false positives.
+//     MOTA 1 - (9+6)/15 = 0, IDF1 2*6/(15+12) = .4444, IDP .5, IDR .4, PT 1.
+//   OVERALL (27 frames): MOTA 1 - (18+6)/27 = .1111, IDF1 2*9/(27+15) =
+//     .4286, IDP 9/15 = .6, IDR 9/27 = .3333, PT 2. MOTP is 1 throughout (the
+//     tracks sit exactly on the detections, which sit on the ground truth).
+TEST(PipelineRun, MotRootRunsEverySequenceAndWritesTheTable) {
+    qevo_test::ScratchDir dir;
+    ASSERT_EQ(run(std::string("--mot-root ") + QEVO_MOT_TREE + " --out o --min-score 0.5"), 0)
+        << slurp("stderr.txt");
+    const std::vector<std::string> want = {
+        "sequence,frames,MOTA,MOTP,IDF1,IDP,IDR,IDSW,Frag,MT,PT,ML,FP,FN",
+        "TINY-01,12,0.250000,1.000000,0.400000,1.000000,0.250000,0,0,0,1,0,0,9",
+        "TINY-02,15,0.000000,1.000000,0.444444,0.500000,0.400000,0,0,0,1,0,6,9",
+        "OVERALL,27,0.111111,1.000000,0.428571,0.600000,0.333333,0,0,0,2,0,6,18"};
+    std::istringstream csv(slurp("o/summary.csv"));
+    std::string line;
+    for (const std::string &w : want) {
+        ASSERT_TRUE(std::getline(csv, line));
+        EXPECT_EQ(line.substr(0, line.rfind(',')), w);  // the last column is a time
+    }
+    const auto js = nlohmann::json::parse(slurp("o/summary.json"));
+    EXPECT_EQ(js["sequences"].size(), 2u);
+    EXPECT_EQ(js["sequences"][1]["removed_on_not_evaluated"], 12);
+    EXPECT_EQ(js["overall"]["misses"], 18);
+    EXPECT_NE(slurp("stdout.txt").find("OVERALL"), std::string::npos);
+    EXPECT_EQ(read_mot("o/TINY-01.txt").size(), 3u);
+    EXPECT_EQ(read_mot("o/TINY-02.txt").size(), 24u);
+
+    // A single run on TINY-01's files finds its seqinfo.ini and gives the same figures.
+    const std::string seq = std::string(QEVO_MOT_TREE) + "/TINY-01/";
+    ASSERT_EQ(
+        run("--dets " + seq + "det/det.txt --gt " + seq + "gt/gt.txt --min-score 0.5 --out s"), 0)
+        << slurp("stderr.txt");
+    const auto one = nlohmann::json::parse(slurp("s/summary.json"));
+    EXPECT_EQ(one["input"]["width"], 101);
+    EXPECT_EQ(one["input"]["frames"], 12);
+    EXPECT_EQ(one["detections"]["below_min_score"], 12);
+    EXPECT_DOUBLE_EQ(one["tracker"]["mota"].get<double>(), 0.25);
 }

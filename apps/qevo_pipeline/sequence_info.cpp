@@ -1,0 +1,42 @@
+#include "sequence_info.h"
+
+#include <INIReader.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+namespace pipeline {
+
+bool read_sequence_info(const std::string &path, SequenceInfo &info, std::string &error) {
+    const INIReader ini(path);
+    if (ini.ParseError() < 0) {
+        error = path + ": cannot open file";
+        return false;
+    }
+    if (ini.ParseError() > 0) {
+        error = path + ":" + std::to_string(ini.ParseError()) + ": not a 'name=value' line";
+        return false;
+    }
+    if (!ini.HasSection("Sequence")) {
+        error = path + ": no [Sequence] section";
+        return false;
+    }
+    auto whole = [&](const char *key, long hi, int &out) {
+        const std::string s = ini.Get("Sequence", key, "");
+        errno = 0;
+        char *end = nullptr;
+        const long v = std::strtol(s.c_str(), &end, 10);
+        if (s.empty() || *end != '\0' || errno != 0 || v < 1 || v > hi) {
+            error = path + ": " + key + " must be a whole number from 1 to " + std::to_string(hi) +
+                    (s.empty() ? ", but is missing" : ", found '" + s + "'");
+            return false;
+        }
+        out = static_cast<int>(v);
+        return true;
+    };
+    info.name = ini.Get("Sequence", "name", "");
+    return whole("imWidth", 16384, info.width) && whole("imHeight", 16384, info.height) &&
+           whole("seqLength", 10000000, info.length);
+}
+
+}  // namespace pipeline
