@@ -12,8 +12,9 @@
 //   G  = clamp((y' - ((u * CGU) >> 8) - ((v * CGV) >> 8)) >> 5)
 //   B  = clamp((y' + ((u * CBU) >> 8)) >> 5)
 // Each constant is its textbook coefficient times 8192 rounded to nearest
-// (so every term carries 5 fraction bits); BIAS is the luma offset in the
-// same units plus 16, which rounds the final shift to nearest:
+// (so every term carries 5 fraction bits); BIAS is minus the luma offset
+// (16 x 1.164383 in limited range, 0 in full range) times 32, rounded, plus
+// 16, which rounds the final shift to nearest:
 //   matrix          CY    CRV    CGU   CGV    CBU    BIAS
 //   BT601_LIMITED   9539  13075  3209  6660   16525  -580
 //   BT601_FULL      8192  11485  2819  5850   14516    16
