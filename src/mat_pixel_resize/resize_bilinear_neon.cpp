@@ -162,40 +162,26 @@ inline int16x8_t weigh(uint8x16_t left, uint8x16_t right, int16x8_t a0, int16x8_
     return vshrn_high_n_s32(vshrn_n_s32(lo, 4), hi, 4);
 }
 
+// The W bytes of a window in 1 to 4 registers, and a byte lookup in them.
 template <int W>
-struct Window;
-template <>
-struct Window<16> {
-    uint8x16_t t;
-    explicit Window(const unsigned char *p) : t(vld1q_u8(p)) {}
-    uint8x16_t operator()(uint8x16_t ix) const { return vqtbl1q_u8(t, ix); }
-};
-template <>
-struct Window<32> {
-    uint8x16x2_t t;
-    explicit Window(const unsigned char *p) : t(vld1q_u8_x2(p)) {}
-    uint8x16_t operator()(uint8x16_t ix) const { return vqtbl2q_u8(t, ix); }
-};
-template <>
-struct Window<48> {
-    uint8x16x3_t t;
-    explicit Window(const unsigned char *p) : t(vld1q_u8_x3(p)) {}
-    uint8x16_t operator()(uint8x16_t ix) const { return vqtbl3q_u8(t, ix); }
-};
-template <>
-struct Window<64> {
-    uint8x16x4_t t;
-    explicit Window(const unsigned char *p) : t(vld1q_u8_x4(p)) {}
-    uint8x16_t operator()(uint8x16_t ix) const { return vqtbl4q_u8(t, ix); }
-};
+inline auto load_window(const unsigned char *p) {
+    if constexpr (W == 16) return vld1q_u8(p);
+    if constexpr (W == 32) return vld1q_u8_x2(p);
+    if constexpr (W == 48) return vld1q_u8_x3(p);
+    if constexpr (W == 64) return vld1q_u8_x4(p);
+}
+inline uint8x16_t lookup(uint8x16_t t, uint8x16_t ix) { return vqtbl1q_u8(t, ix); }
+inline uint8x16_t lookup(uint8x16x2_t t, uint8x16_t ix) { return vqtbl2q_u8(t, ix); }
+inline uint8x16_t lookup(uint8x16x3_t t, uint8x16_t ix) { return vqtbl3q_u8(t, ix); }
+inline uint8x16_t lookup(uint8x16x4_t t, uint8x16_t ix) { return vqtbl4q_u8(t, ix); }
 
 // 16 values of one row from its window; `ix` and `a` are the block's tables.
 template <int W>
 inline void window_block(const unsigned char *S, const uint8x16x4_t &ix, const int16x8x4_t &a,
                          short *R) {
-    const Window<W> win(S);
-    vst1q_s16(R, weigh(win(ix.val[0]), win(ix.val[1]), a.val[0], a.val[1]));
-    vst1q_s16(R + 8, weigh(win(ix.val[2]), win(ix.val[3]), a.val[2], a.val[3]));
+    const auto win = load_window<W>(S);
+    vst1q_s16(R, weigh(lookup(win, ix.val[0]), lookup(win, ix.val[1]), a.val[0], a.val[1]));
+    vst1q_s16(R + 8, weigh(lookup(win, ix.val[2]), lookup(win, ix.val[3]), a.val[2], a.val[3]));
 }
 
 // One block of NR (1 or 2) rows sharing the tables: the window starts at
