@@ -291,12 +291,11 @@ void blend(const short *rows0, const short *rows1, int b0, int b1, int n, unsign
     for (; i + 32 <= n; i += 32) {
         const int16x8x4_t a = vld1q_s16_x4(rows0 + i);
         const int16x8x4_t b = vld1q_s16_x4(rows1 + i);
-        uint8x16x2_t out;
-        out.val[0] = vqrshrun_high_n_s16(vqrshrun_n_s16(blend8(a.val[0], b.val[0], B0, B1), 2),
-                                         blend8(a.val[1], b.val[1], B0, B1), 2);
-        out.val[1] = vqrshrun_high_n_s16(vqrshrun_n_s16(blend8(a.val[2], b.val[2], B0, B1), 2),
-                                         blend8(a.val[3], b.val[3], B0, B1), 2);
-        vst1q_u8_x2(Dp + i, out);
+        vst1q_u8(Dp + i, vqrshrun_high_n_s16(vqrshrun_n_s16(blend8(a.val[0], b.val[0], B0, B1), 2),
+                                             blend8(a.val[1], b.val[1], B0, B1), 2));
+        vst1q_u8(Dp + i + 16,
+                 vqrshrun_high_n_s16(vqrshrun_n_s16(blend8(a.val[2], b.val[2], B0, B1), 2),
+                                     blend8(a.val[3], b.val[3], B0, B1), 2));
     }
     if (i + 16 <= n) {
         vst1q_u8(Dp + i, blend16(rows0 + i, rows1 + i, B0, B1));
