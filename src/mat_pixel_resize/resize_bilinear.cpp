@@ -50,7 +50,7 @@ void axis_table(int src_len, int dst_len, int step, int *ofs, short *weights) {
 
 template <int N>
 void fill_row_scalar(const unsigned char *S, int, const int *xofs, const short *ialpha, int w,
-                     short *R) {
+                     short *R, const void *) {
     fill_row_range<N>(S, xofs, ialpha, 0, w, R);
 }
 
@@ -64,7 +64,9 @@ const Paths kPathsScalar = {
     {fill_row_scalar<1>, fill_row_scalar<2>, fill_row_scalar<3>, fill_row_scalar<4>},
     blend_rows_scalar,
     {nullptr, nullptr, nullptr, nullptr},
-    {nullptr, nullptr, nullptr, nullptr}};
+    {nullptr, nullptr, nullptr, nullptr},
+    nullptr,
+    nullptr};
 
 // True when output d reads samples 2d and 2d + 1 with the weights 1024, 1024.
 bool is_half(const int *ofs, const short *weights, int len, int step) {
@@ -107,7 +109,12 @@ void resize_bilinear(const unsigned char *src, int srcw, int srch, int srcstride
     if (srcstride < row_src || stride < row_dst) return;
     if (2LL * w + 2LL * h > INT_MAX / 2) return;
 
-    int *buf = static_cast<int *>(std::malloc(sizeof(int) * (2 * static_cast<size_t>(w) + 2 * h)));
+    const Paths &paths = choose_paths();
+    // The path's own column tables follow the four tables in the same block.
+    const size_t tables_bytes = sizeof(int) * (2 * static_cast<size_t>(w) + 2 * h);
+    const size_t plan_offset = (tables_bytes + 15) / 16 * 16;
+    const size_t plan_bytes = paths.plan_bytes != nullptr ? paths.plan_bytes(N, w) : 0;
+    int *buf = static_cast<int *>(std::malloc(plan_offset + plan_bytes));
     const size_t row_len = static_cast<size_t>(row_dst) + kRowSpare;
     short *rows0 = static_cast<short *>(std::malloc(sizeof(short) * row_len));
     short *rows1 = static_cast<short *>(std::malloc(sizeof(short) * row_len));
@@ -125,7 +132,6 @@ void resize_bilinear(const unsigned char *src, int srcw, int srch, int srcstride
     axis_table(srcw, w, N, xofs, ialpha);
     axis_table(srch, h, 1, yofs, ibeta);
 
-    const Paths &paths = choose_paths();
     const RowFn fill_row = paths.row[N - 1];
     const TwoRowFn fill_two_rows = paths.two_rows[N - 1];
     const BlendFn blend_rows = paths.blend;
@@ -139,6 +145,11 @@ void resize_bilinear(const unsigned char *src, int srcw, int srch, int srcstride
         std::free(rows1);
         return;
     }
+    void *plan = nullptr;
+    if (paths.plan != nullptr) {
+        plan = reinterpret_cast<unsigned char *>(buf) + plan_offset;
+        paths.plan(N, xofs, ialpha, w, row_bytes, plan);
+    }
 
     int prev_sy1 = -2;
     const int n = static_cast<int>(row_dst);
@@ -151,15 +162,15 @@ void resize_bilinear(const unsigned char *src, int srcw, int srch, int srcstride
             rows0 = rows1;
             rows1 = t;
             fill_row(src + static_cast<size_t>(srcstride) * (sy + 1), row_bytes, xofs, ialpha, w,
-                     rows1);
+                     rows1, plan);
         } else {
             const unsigned char *S0 = src + static_cast<size_t>(srcstride) * sy;
             const unsigned char *S1 = S0 + srcstride;
             if (fill_two_rows != nullptr) {
-                fill_two_rows(S0, S1, row_bytes, xofs, ialpha, w, rows0, rows1);
+                fill_two_rows(S0, S1, row_bytes, xofs, ialpha, w, rows0, rows1, plan);
             } else {
-                fill_row(S0, row_bytes, xofs, ialpha, w, rows0);
-                fill_row(S1, row_bytes, xofs, ialpha, w, rows1);
+                fill_row(S0, row_bytes, xofs, ialpha, w, rows0, plan);
+                fill_row(S1, row_bytes, xofs, ialpha, w, rows1, plan);
             }
         }
         prev_sy1 = sy;
