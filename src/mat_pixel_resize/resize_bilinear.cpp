@@ -52,7 +52,7 @@ void axis_table(int src_len, int dst_len, int step, int *ofs, short *weights) {
 
 template <int N>
 void fill_row_scalar(const unsigned char *S, int, const int *xofs, const short *ialpha, int w,
-                     short *R) {
+                     short *R, const void *) {
     fill_row_range<N>(S, xofs, ialpha, 0, w, R);
 }
 
@@ -66,7 +66,9 @@ const Paths kPathsScalar = {
     {fill_row_scalar<1>, fill_row_scalar<2>, fill_row_scalar<3>, fill_row_scalar<4>},
     blend_rows_scalar,
     {nullptr, nullptr, nullptr, nullptr},
-    {nullptr, nullptr, nullptr, nullptr}};
+    {nullptr, nullptr, nullptr, nullptr},
+    nullptr,
+    nullptr};
 
 // True when output d reads samples 2d and 2d + 1 with the weights 1024, 1024.
 bool is_half(const int *ofs, const short *weights, int len, int step) {
@@ -117,7 +119,12 @@ bool RowResizer::init(int n, const unsigned char *src, int srcw, int srch, int s
     if (srcstride < row_src) return false;
     if (2LL * w + 2LL * h > INT_MAX / 2) return false;
 
-    buf_ = static_cast<int *>(std::malloc(sizeof(int) * (2 * static_cast<size_t>(w) + 2 * h)));
+    paths_ = &choose_paths();
+    // The path's own column tables follow the four tables in the same block.
+    const size_t tables_bytes = sizeof(int) * (2 * static_cast<size_t>(w) + 2 * h);
+    const size_t plan_offset = (tables_bytes + 15) / 16 * 16;
+    const size_t plan_bytes = paths_->plan_bytes != nullptr ? paths_->plan_bytes(n, w) : 0;
+    buf_ = static_cast<int *>(std::malloc(plan_offset + plan_bytes));
     const size_t row_len = static_cast<size_t>(row_dst) + kRowSpare;
     rows0_ = static_cast<short *>(std::malloc(sizeof(short) * row_len));
     rows1_ = static_cast<short *>(std::malloc(sizeof(short) * row_len));
@@ -131,8 +138,12 @@ bool RowResizer::init(int n, const unsigned char *src, int srcw, int srch, int s
     ibeta_ = reinterpret_cast<short *>(buf_ + w + h + w);
     axis_table(srcw, w, n, xofs_, ialpha_);
     axis_table(srch, h, 1, yofs_, ibeta_);
+    plan_ = nullptr;
+    if (paths_->plan != nullptr) {
+        plan_ = reinterpret_cast<unsigned char *>(buf_) + plan_offset;
+        paths_->plan(n, xofs_, ialpha_, w, static_cast<int>(row_src), plan_);
+    }
 
-    paths_ = &choose_paths();
     src_ = src;
     n_ = n;
     srcw_ = srcw;
@@ -161,16 +172,16 @@ void RowResizer::row(int dy, unsigned char *out) {
         rows0_ = rows1_;
         rows1_ = t;
         paths_->row[n_ - 1](src_ + static_cast<size_t>(srcstride_) * (sy + 1), row_bytes, xofs_,
-                            ialpha_, w_, rows1_);
+                            ialpha_, w_, rows1_, plan_);
     } else {
         const unsigned char *S0 = src_ + static_cast<size_t>(srcstride_) * sy;
         const unsigned char *S1 = S0 + srcstride_;
         const TwoRowFn fill_two_rows = paths_->two_rows[n_ - 1];
         if (fill_two_rows != nullptr) {
-            fill_two_rows(S0, S1, row_bytes, xofs_, ialpha_, w_, rows0_, rows1_);
+            fill_two_rows(S0, S1, row_bytes, xofs_, ialpha_, w_, rows0_, rows1_, plan_);
         } else {
-            paths_->row[n_ - 1](S0, row_bytes, xofs_, ialpha_, w_, rows0_);
-            paths_->row[n_ - 1](S1, row_bytes, xofs_, ialpha_, w_, rows1_);
+            paths_->row[n_ - 1](S0, row_bytes, xofs_, ialpha_, w_, rows0_, plan_);
+            paths_->row[n_ - 1](S1, row_bytes, xofs_, ialpha_, w_, rows1_, plan_);
         }
     }
     prev_sy1_ = sy;

@@ -267,13 +267,13 @@ using RowsFn = void (*)(const unsigned char *const *, int, const int *, const sh
 
 template <RowsFn F>
 void one_row(const unsigned char *S, int src_row_bytes, const int *xofs, const short *ialpha, int w,
-             short *R) {
+             short *R, const void *) {
     F(&S, src_row_bytes, xofs, ialpha, w, &R);
 }
 
 template <RowsFn F>
 void two_rows(const unsigned char *S0, const unsigned char *S1, int src_row_bytes, const int *xofs,
-              const short *ialpha, int w, short *R0, short *R1) {
+              const short *ialpha, int w, short *R0, short *R1, const void *) {
     const unsigned char *const Ss[2] = {S0, S1};
     short *const Rs[2] = {R0, R1};
     F(Ss, src_row_bytes, xofs, ialpha, w, Rs);
@@ -286,6 +286,8 @@ const Paths kPathsAvx2 = {
     {one_row<rows_c1<1>>, one_row<rows_c2<1>>, one_row<rows_c3<1>>, one_row<rows_c4<1>>},
     blend,
     {halve<1>, halve<2>, nullptr, halve<4>},
-    {two_rows<rows_c1<2>>, two_rows<rows_c2<2>>, two_rows<rows_c3<2>>, two_rows<rows_c4<2>>}};
+    {two_rows<rows_c1<2>>, two_rows<rows_c2<2>>, two_rows<rows_c3<2>>, two_rows<rows_c4<2>>},
+    nullptr,
+    nullptr};
 
 }  // namespace qevo_resize

@@ -10,6 +10,7 @@
 #ifndef QEVO_RESIZE_BILINEAR_PATHS_H
 #define QEVO_RESIZE_BILINEAR_PATHS_H
 
+#include <cstddef>
 #include <cstring>
 
 #include "utils/simd_select.h"
@@ -18,13 +19,22 @@ namespace qevo_resize {
 
 // Fills R[dx * N + c] for every output column dx of one row from source row S.
 // `src_row_bytes` is the number of readable bytes of S (srcw * N); vector
-// paths use it to keep wide loads inside the row.
+// paths use it to keep wide loads inside the row. `plan` holds the path's own
+// per-call tables (see PlanFn), or is null for a path without them.
 using RowFn = void (*)(const unsigned char *S, int src_row_bytes, const int *xofs,
-                       const short *ialpha, int w, short *R);
+                       const short *ialpha, int w, short *R, const void *plan);
 // Fills two row buffers from two source rows in one pass over the tables
 // (R0 from S0, R1 from S1); the values are those of two RowFn calls.
 using TwoRowFn = void (*)(const unsigned char *S0, const unsigned char *S1, int src_row_bytes,
-                          const int *xofs, const short *ialpha, int w, short *R0, short *R1);
+                          const int *xofs, const short *ialpha, int w, short *R0, short *R1,
+                          const void *plan);
+// Per-call tables of a path's horizontal pass, worked out once from the column
+// tables in the layout the path reads fastest. PlanBytesFn gives the space
+// they need for N channels and w output columns; PlanFn fills that space
+// (16-byte aligned), which the row functions then receive as `plan`.
+using PlanBytesFn = size_t (*)(int N, int w);
+using PlanFn = void (*)(int N, const int *xofs, const short *ialpha, int w, int src_row_bytes,
+                        void *plan);
 // Blends two cached rows of n values into n output bytes.
 using BlendFn = void (*)(const short *rows0, const short *rows1, int b0, int b1, int n,
                          unsigned char *Dp);
@@ -41,8 +51,10 @@ struct Paths {
     const char *name;
     RowFn row[4];  // index N - 1
     BlendFn blend;
-    HalveFn halve[4];      // index N - 1; null where the row functions do the job
-    TwoRowFn two_rows[4];  // index N - 1; null: two RowFn calls
+    HalveFn halve[4];        // index N - 1; null where the row functions do the job
+    TwoRowFn two_rows[4];    // index N - 1; null: two RowFn calls
+    PlanBytesFn plan_bytes;  // null: the path has no per-call tables
+    PlanFn plan;
 };
 
 // Extra 16-bit values after each row buffer, so a vector store of the last

@@ -14,7 +14,8 @@
 namespace qevo_resize {
 namespace {
 
-void row_c1(const unsigned char *S, int, const int *xofs, const short *ialpha, int w, short *R) {
+void row_c1(const unsigned char *S, int, const int *xofs, const short *ialpha, int w, short *R,
+            const void *) {
     int dx = 0;
     const __m128i zero = _mm_setzero_si128();
     for (; dx + 8 <= w; dx += 8) {
@@ -37,7 +38,8 @@ void row_c1(const unsigned char *S, int, const int *xofs, const short *ialpha, i
     fill_row_range<1>(S, xofs, ialpha, dx, w, R);
 }
 
-void row_c2(const unsigned char *S, int, const int *xofs, const short *ialpha, int w, short *R) {
+void row_c2(const unsigned char *S, int, const int *xofs, const short *ialpha, int w, short *R,
+            const void *) {
     // (left c, right c) pairs of pixels 0,1 and of pixels 2,3.
     const __m128i m_lo = _mm_setr_epi8(0, -1, 2, -1, 1, -1, 3, -1, 4, -1, 6, -1, 5, -1, 7, -1);
     const __m128i m_hi =
@@ -58,7 +60,7 @@ void row_c2(const unsigned char *S, int, const int *xofs, const short *ialpha, i
 }
 
 void row_c3(const unsigned char *S, int src_row_bytes, const int *xofs, const short *ialpha, int w,
-            short *R) {
+            short *R, const void *) {
     // 8-byte loads cover the 6 bytes needed; the columns whose load would
     // leave the row are done by the scalar function.
     const int end = columns_in_bounds(xofs, w, src_row_bytes, 8);
@@ -83,7 +85,8 @@ void row_c3(const unsigned char *S, int src_row_bytes, const int *xofs, const sh
     fill_row_range<3>(S, xofs, ialpha, dx, w, R);
 }
 
-void row_c4(const unsigned char *S, int, const int *xofs, const short *ialpha, int w, short *R) {
+void row_c4(const unsigned char *S, int, const int *xofs, const short *ialpha, int w, short *R,
+            const void *) {
     const __m128i m = _mm_setr_epi8(0, 4, 1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15);
     const __m128i zero = _mm_setzero_si128();
     int dx = 0;
@@ -181,6 +184,8 @@ const Paths kPathsSse41 = {"sse41",
                            {row_c1, row_c2, row_c3, row_c4},
                            blend,
                            {halve<1>, halve<2>, nullptr, halve<4>},
-                           {nullptr, nullptr, nullptr, nullptr}};
+                           {nullptr, nullptr, nullptr, nullptr},
+                           nullptr,
+                           nullptr};
 
 }  // namespace qevo_resize

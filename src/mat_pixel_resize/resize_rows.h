@@ -21,7 +21,7 @@ class RowResizer {
     // nothing held, for input the kernels refuse (null source, source below
     // 2 x 2, target below 1 x 1, stride shorter than a row, sizes beyond the
     // integer arithmetic) or when memory is short. The vector path is chosen
-    // here (QEVO_SIMD) and kept for every row.
+    // here (QEVO_SIMD) and kept for every row, with its own column tables.
     bool init(int n, const unsigned char *src, int srcw, int srch, int srcstride, int w, int h);
 
     // Writes output row dy (w x n bytes) to `out`. Successive calls must not
@@ -40,7 +40,8 @@ class RowResizer {
     const Paths *paths_ = nullptr;
     const unsigned char *src_ = nullptr;
     int n_ = 0, srcw_ = 0, srcstride_ = 0, w_ = 0, h_ = 0;
-    int *buf_ = nullptr;  // xofs, yofs, ialpha, ibeta
+    int *buf_ = nullptr;    // xofs, yofs, ialpha, ibeta, then the path's plan
+    void *plan_ = nullptr;  // the path's per-call column tables, or null
     int *xofs_ = nullptr, *yofs_ = nullptr;
     short *ialpha_ = nullptr, *ibeta_ = nullptr;
     short *rows0_ = nullptr, *rows1_ = nullptr;
