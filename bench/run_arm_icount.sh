@@ -31,7 +31,8 @@ if ! dpkg --print-foreign-architectures | grep -qx arm64; then
   SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO="sudo"
   $SUDO dpkg --add-architecture arm64
 fi
-bash scripts/deps.sh libopencv-core406:arm64 libopencv-imgproc406:arm64 libyuv0:arm64
+bash scripts/deps.sh libopencv-core406:arm64 libopencv-imgproc406:arm64 libopencv-dnn406:arm64 \
+  libyuv0:arm64
 
 peerlib=/usr/lib/aarch64-linux-gnu
 sysroot=/usr/aarch64-linux-gnu

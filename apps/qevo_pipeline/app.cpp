@@ -444,6 +444,10 @@ int run_program(const Options &opt) {
         std::printf(
             "  library identifiers reused: %d (tracks given an identifier of their own: %d)\n",
             ids.reused_library_ids(), ids.remapped());
+    for (const StageTimes &s : pipe.stages())
+        if (s.name == "layout")
+            std::printf("  network input %dx%d (nv12_to_tensor): layout stage %.3f ms per frame\n",
+                        pipe.network_width(), pipe.tensor_height(), s.mean());
     if (have_gt)
         std::printf(
             "  MOTA %.3f  IDF1 %.3f  identity switches %ld  fragmentations %ld  "

@@ -10,7 +10,7 @@
 
 #include "imageMat.h"
 #include "mat_pixel_resize.h"
-#include "raster.h"
+#include "preprocess.h"
 #include "utils.h"
 
 namespace pipeline {
@@ -89,9 +89,9 @@ FramePipeline::FramePipeline(const PipelineConfig &cfg) : cfg_(cfg) {
     net_h_ = static_cast<int>(std::lround(static_cast<double>(net_w_) * cfg_.height / cfg_.width));
     net_h_ = std::max(8, net_h_ & ~1);
     tensor_h_ = net_h_ >= 32 ? net_h_ / 32 * 32 : net_h_;
+    tensor_y_ = ((net_h_ - tensor_h_) / 2) & ~1;  // even: chroma rows line up
     net_nv12_.resize(static_cast<size_t>(QEVO::yuv420sp_size(net_w_, net_h_)));
-    crop_rgb_.resize(static_cast<size_t>(net_w_) * tensor_h_ * 3);
-    planar_.resize(crop_rgb_.size());
+    planar_.resize(static_cast<size_t>(net_w_) * tensor_h_ * 3);
     patch_src_.resize(static_cast<size_t>(QEVO::yuv420sp_size(cfg_.width, cfg_.height)));
     for (const char *n : kStageNames) stages_.push_back(StageTimes{n, {}});
 }
@@ -141,19 +141,33 @@ FrameOutput FramePipeline::process(int frame_number, const uint8_t *nv12,
                              net_h_);
     stages_[kResize].ms.push_back(clock.elapsed_ms());
 
-    // 3. network input layout
+    // 3. network input layout: the centre rows of the resized frame as planar
+    // BGR bytes, converted straight from NV12 in one call
     clock = StageClock();
     {
-        RgbImage rgb = nv12_to_rgb(net_nv12_.data(), net_w_, net_h_);
-        const int y0 = (net_h_ - tensor_h_) / 2;
-        KIVEX::crop_img(rgb.pixels.data(), net_w_, net_h_, 3, 0, y0, net_w_, y0 + tensor_h_,
-                        crop_rgb_.data());
-        KIVEX::nhwc2nchw(reinterpret_cast<char *>(crop_rgb_.data()),
-                         reinterpret_cast<char *>(planar_.data()), net_w_, tensor_h_, 3, true);
-        TensorMat tensor(1, 3, tensor_h_, net_w_, QEVO::CHW, planar_.data(), QEVO::AI_UINT8, false);
-        QEVO::TenMat exported{};
-        exported.data = nullptr;  // borrow the tensor's buffer
-        if (tensor.toTenMat(&exported) == 0) tensor_bytes_ = static_cast<long>(exported.dataByte);
+        qevo::Nv12Frame resized;
+        resized.y = net_nv12_.data();
+        resized.uv = net_nv12_.data() + static_cast<size_t>(net_w_) * net_h_;
+        resized.y_stride = resized.uv_stride = net_w_;
+        resized.width = net_w_;
+        resized.height = net_h_;
+        qevo::TensorParams input;
+        input.dst_width = net_w_;
+        input.dst_height = tensor_h_;
+        input.crop_y1 = tensor_y_;
+        input.crop_x2 = net_w_;
+        input.crop_y2 = tensor_y_ + tensor_h_;
+        input.fit = qevo::FIT_STRETCH;
+        input.format = qevo::TENSOR_U8_CHW;
+        input.bgr = true;
+        if (qevo::nv12_to_tensor(resized, input, planar_.data(), planar_.size()) == 0) {
+            TensorMat tensor(1, 3, tensor_h_, net_w_, QEVO::CHW, planar_.data(), QEVO::AI_UINT8,
+                             false);
+            QEVO::TenMat exported{};
+            exported.data = nullptr;  // borrow the tensor's buffer
+            if (tensor.toTenMat(&exported) == 0)
+                tensor_bytes_ = static_cast<long>(exported.dataByte);
+        }
     }
     stages_[kLayout].ms.push_back(clock.elapsed_ms());
 

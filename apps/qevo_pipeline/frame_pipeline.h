@@ -2,9 +2,9 @@
 // board drives it:
 //   1. wrap the NV12 frame in an ImageMat (borrowed, no copy);
 //   2. resize it to the network size with the semi-planar YUV kernel;
-//   3. lay out the network input: RGB conversion, centre crop to a height
-//      that is a multiple of 32 (crop_img), planar BGR (nhwc2nchw) wrapped in
-//      a TensorMat and exported as a TenMat;
+//   3. lay out the network input: the centre rows (a height that is a
+//      multiple of 32) as planar BGR bytes with nv12_to_tensor, wrapped in a
+//      TensorMat and exported as a TenMat;
 //   4. dump the frame when ./AI_WRITE exists (grab_image);
 //   5. suppress overlapping detections class by class (nms_cls);
 //   6. cut a 64 x 64 NV12 patch per surviving detection (crop_yuv of the box
@@ -88,9 +88,9 @@ class FramePipeline {
     void emit_mosaic(const std::shared_ptr<OBJTRACK> &t, const MosaicSink &sink);
 
     PipelineConfig cfg_;
-    int net_w_ = 0, net_h_ = 0, tensor_h_ = 0;
+    int net_w_ = 0, net_h_ = 0, tensor_h_ = 0, tensor_y_ = 0;
     long tensor_bytes_ = 0;
-    std::vector<uint8_t> net_nv12_, crop_rgb_, planar_, patch_src_;
+    std::vector<uint8_t> net_nv12_, planar_, patch_src_;
     std::vector<std::vector<uint8_t>> patches_;
     std::vector<std::shared_ptr<OBJTRACK>> tracks_;
     std::vector<OBJTRACK> inplace_;

@@ -26,6 +26,8 @@
 #include <vector>
 
 #include "mat_pixel_resize.h"
+#include "preprocess.h"
+#include "preprocess_cases.h"
 #include "roi.h"
 
 namespace {
@@ -107,7 +109,46 @@ Calls resize_float(int sw, int sh, int dw, int dh) {
             dst->size() * sizeof(float)};
 }
 
+// NV12 frame to packed RGB (BT.601 limited range on both sides) against
+// cv::cvtColor COLOR_YUV2RGB_NV12 or libyuv::NV12ToRGB24.
+Calls nv12_rgb(int w, int h, bool libyuv_peer) {
+    const Bytes src = random_bytes(static_cast<size_t>(w) * h * 3 / 2, 4);
+    const Bytes dst = std::make_shared<std::vector<unsigned char>>(static_cast<size_t>(w) * h * 3);
+    const Bytes peer_dst = std::make_shared<std::vector<unsigned char>>(dst->size());
+    std::function<void()> peer = [src, peer_dst, w, h] {
+        const cv::Mat in(h * 3 / 2, w, CV_8UC1, src->data());
+        cv::Mat out(h, w, CV_8UC3, peer_dst->data());
+        cv::cvtColor(in, out, cv::COLOR_YUV2RGB_NV12);
+    };
+    if (libyuv_peer)
+        peer = [src, peer_dst, w, h] {
+            const uint8_t *y = src->data();
+            libyuv::NV12ToRGB24(y, w, y + static_cast<size_t>(w) * h, w, peer_dst->data(), w * 3, w,
+                                h);
+        };
+    return {[src, dst, w, h] { qevo::nv12_to_rgb(src->data(), w, h, dst->data()); }, peer,
+            dst->size()};
+}
+
+// A network input of preprocess_cases.h against the OpenCV or libyuv chain.
+// Each call keeps `src`, the frame the chains read, alive.
+Calls network_input(const qevo_bench::InputCase &c, bool libyuv_peer) {
+    const Bytes src = random_bytes(static_cast<size_t>(c.sw) * c.sh * 3 / 2, 5);
+    const auto ours = std::make_shared<qevo_bench::OursInput>(c, src->data());
+    std::function<void()> peer;
+    if (libyuv_peer) {
+        const auto chain = std::make_shared<qevo_bench::LibyuvChain>(c, src->data());
+        peer = [src, chain] { chain->run(); };
+    } else {
+        const auto chain = std::make_shared<qevo_bench::OpenCvChain>(c, src->data());
+        peer = [src, chain] { chain->run(); };
+    }
+    return {[src, ours] { ours->run(); }, peer, qevo_bench::output_bytes(c)};
+}
+
 const char *const kCvLinear = "cv::resize INTER_LINEAR";
+const char *const kOpenCvChain = "OpenCV cvtColor, resize, copyMakeBorder, blobFromImage";
+const char *const kLibyuvChain = "libyuv NV12Scale, NV12ToRGB24, relayout loop";
 const char *const kCvFloat = "cv::resize CV_32F INTER_LINEAR";
 
 const Case kCases[] = {
@@ -129,6 +170,18 @@ const Case kCases[] = {
      [] { return resize_float(640, 640, 320, 320); }},
     {"resize_bilinear_float_c1 640x640 -> 416x416", kCvFloat,
      [] { return resize_float(640, 640, 416, 416); }},
+    {"nv12_to_rgb 1920x1080 (OpenCV)", "cv::cvtColor COLOR_YUV2RGB_NV12",
+     [] { return nv12_rgb(1920, 1080, false); }},
+    {"nv12_to_rgb 1920x1080 (libyuv)", "libyuv::NV12ToRGB24",
+     [] { return nv12_rgb(1920, 1080, true); }},
+    {"nv12_to_tensor 1920x1080 -> 640x640 letterbox f32 CHW (OpenCV)", kOpenCvChain,
+     [] { return network_input(qevo_bench::kInputCases[0], false); }},
+    {"nv12_to_tensor 1920x1080 -> 640x640 letterbox f32 CHW (libyuv)", kLibyuvChain,
+     [] { return network_input(qevo_bench::kInputCases[0], true); }},
+    {"nv12_to_tensor 1280x720 -> 416x416 letterbox u8 CHW (OpenCV)", kOpenCvChain,
+     [] { return network_input(qevo_bench::kInputCases[1], false); }},
+    {"nv12_to_tensor 1280x720 -> 416x416 letterbox u8 CHW (libyuv)", kLibyuvChain,
+     [] { return network_input(qevo_bench::kInputCases[1], true); }},
 };
 
 int usage() {

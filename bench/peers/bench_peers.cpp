@@ -29,6 +29,7 @@
 #include "mat_pixel_resize.h"
 #include "objTracker.h"
 #include "../mute_stdout.h"
+#include "peer_table.h"
 #include "utils.h"
 
 namespace {
@@ -478,11 +479,7 @@ void BM_Tracker(benchmark::State &state) {
 
 // ---------------------------------------------------------------- table
 
-struct Row {
-    std::string name;
-    std::string ours, peer, scalar;  // benchmark names
-    std::string peer_name;
-};
+using Row = PeerRow;
 
 // Operations also shown per element, next to the floor of one dependent
 // single-precision addition per element.
@@ -579,6 +576,7 @@ std::vector<Row> register_all(std::vector<PerElement> &per_element) {
     benchmark::RegisterBenchmark("tracker 100x100 /ours", BM_Tracker);
     rows.push_back({"update_objtracker (in place) 100 tracks x 100 detections",
                     "tracker 100x100 /ours", "", "", "(none)"});
+    for (const Row &r : register_preprocess_peers()) rows.push_back(r);
     return rows;
 }
 

@@ -11,6 +11,8 @@
 
 #include "mat_pixel_resize.h"
 #include "resize_bilinear_paths.h"
+#include "resize_rows.h"
+#include "utils/simd_select.h"
 
 using namespace qevo_resize;
 
@@ -77,113 +79,116 @@ bool is_half(const int *ofs, const short *weights, int len, int step) {
     return true;
 }
 
-bool name_is(const char *value, const char *name) { return std::strcmp(value, name) == 0; }
-
-// Best path the CPU runs, or the one QEVO_SIMD names when the CPU has it.
 const Paths &choose_paths() {
-    const char *want = std::getenv("QEVO_SIMD");
-    if (want != nullptr && name_is(want, "scalar")) return kPathsScalar;
-#if defined(__x86_64__) || defined(_M_X64)
-    __builtin_cpu_init();
-    const bool has_avx2 = __builtin_cpu_supports("avx2");
-    const bool has_sse41 = __builtin_cpu_supports("sse4.1");
-    if (want != nullptr && name_is(want, "sse41") && has_sse41) return kPathsSse41;
-    if (has_avx2) return kPathsAvx2;
-    if (has_sse41) return kPathsSse41;
-    return kPathsScalar;
-#elif defined(__aarch64__)
-    return kPathsNeon;
-#else
-    return kPathsScalar;
-#endif
+    const Paths *chosen = QEVO_SIMD_PICK(kPaths);
+    return chosen != nullptr ? *chosen : kPathsScalar;
 }
 
 template <int N>
 void resize_bilinear(const unsigned char *src, int srcw, int srch, int srcstride,
                      unsigned char *dst, int w, int h, int stride) {
-    if (src == nullptr || dst == nullptr) return;
-    if (srcw < 2 || srch < 2 || w < 1 || h < 1) return;
-    const long long row_src = static_cast<long long>(srcw) * N;
-    const long long row_dst = static_cast<long long>(w) * N;
-    if (row_src > INT_MAX || row_dst > INT_MAX - 8) return;
-    if (srcstride < row_src || stride < row_dst) return;
-    if (2LL * w + 2LL * h > INT_MAX / 2) return;
-
-    const Paths &paths = choose_paths();
-    // The path's own column tables follow the four tables in the same block.
-    const size_t tables_bytes = sizeof(int) * (2 * static_cast<size_t>(w) + 2 * h);
-    const size_t plan_offset = (tables_bytes + 15) / 16 * 16;
-    const size_t plan_bytes = paths.plan_bytes != nullptr ? paths.plan_bytes(N, w) : 0;
-    int *buf = static_cast<int *>(std::malloc(plan_offset + plan_bytes));
-    const size_t row_len = static_cast<size_t>(row_dst) + kRowSpare;
-    short *rows0 = static_cast<short *>(std::malloc(sizeof(short) * row_len));
-    short *rows1 = static_cast<short *>(std::malloc(sizeof(short) * row_len));
-    if (buf == nullptr || rows0 == nullptr || rows1 == nullptr) {
-        std::free(buf);
-        std::free(rows0);
-        std::free(rows1);
-        return;
-    }
-    int *xofs = buf;
-    int *yofs = buf + w;
-    short *ialpha = reinterpret_cast<short *>(buf + w + h);
-    short *ibeta = reinterpret_cast<short *>(buf + w + h + w);
-
-    axis_table(srcw, w, N, xofs, ialpha);
-    axis_table(srch, h, 1, yofs, ibeta);
-
-    const RowFn fill_row = paths.row[N - 1];
-    const TwoRowFn fill_two_rows = paths.two_rows[N - 1];
-    const BlendFn blend_rows = paths.blend;
-    const int row_bytes = static_cast<int>(row_src);
-
-    if (paths.halve[N - 1] != nullptr && is_half(xofs, ialpha, w, N) &&
-        is_half(yofs, ibeta, h, 1)) {
-        paths.halve[N - 1](src, srcstride, dst, w, h, stride);
-        std::free(buf);
-        std::free(rows0);
-        std::free(rows1);
-        return;
-    }
-    void *plan = nullptr;
-    if (paths.plan != nullptr) {
-        plan = reinterpret_cast<unsigned char *>(buf) + plan_offset;
-        paths.plan(N, xofs, ialpha, w, row_bytes, plan);
-    }
-
-    int prev_sy1 = -2;
-    const int n = static_cast<int>(row_dst);
-    for (int dy = 0; dy < h; ++dy) {
-        const int sy = yofs[dy];
-        if (sy == prev_sy1) {
-            // both rows already cached
-        } else if (sy == prev_sy1 + 1) {
-            short *t = rows0;
-            rows0 = rows1;
-            rows1 = t;
-            fill_row(src + static_cast<size_t>(srcstride) * (sy + 1), row_bytes, xofs, ialpha, w,
-                     rows1, plan);
-        } else {
-            const unsigned char *S0 = src + static_cast<size_t>(srcstride) * sy;
-            const unsigned char *S1 = S0 + srcstride;
-            if (fill_two_rows != nullptr) {
-                fill_two_rows(S0, S1, row_bytes, xofs, ialpha, w, rows0, rows1, plan);
-            } else {
-                fill_row(S0, row_bytes, xofs, ialpha, w, rows0, plan);
-                fill_row(S1, row_bytes, xofs, ialpha, w, rows1, plan);
-            }
-        }
-        prev_sy1 = sy;
-        blend_rows(rows0, rows1, ibeta[2 * dy], ibeta[2 * dy + 1], n,
-                   dst + static_cast<size_t>(stride) * dy);
-    }
-
-    std::free(buf);
-    std::free(rows0);
-    std::free(rows1);
+    if (dst == nullptr || stride < static_cast<long long>(w) * N) return;
+    RowResizer rows;
+    if (!rows.init(N, src, srcw, srch, srcstride, w, h)) return;
+    if (rows.halve_all(dst, stride)) return;
+    for (int dy = 0; dy < h; ++dy) rows.row(dy, dst + static_cast<size_t>(stride) * dy);
 }
 
 }  // namespace
+
+namespace qevo_resize {
+
+RowResizer::~RowResizer() { release(); }
+
+void RowResizer::release() {
+    std::free(buf_);
+    std::free(rows0_);
+    std::free(rows1_);
+    buf_ = nullptr;
+    rows0_ = rows1_ = nullptr;
+}
+
+bool RowResizer::init(int n, const unsigned char *src, int srcw, int srch, int srcstride, int w,
+                      int h) {
+    release();
+    if (src == nullptr || n < 1 || n > 4) return false;
+    if (srcw < 2 || srch < 2 || w < 1 || h < 1) return false;
+    const long long row_src = static_cast<long long>(srcw) * n;
+    const long long row_dst = static_cast<long long>(w) * n;
+    if (row_src > INT_MAX || row_dst > INT_MAX - 8) return false;
+    if (srcstride < row_src) return false;
+    if (2LL * w + 2LL * h > INT_MAX / 2) return false;
+
+    paths_ = &choose_paths();
+    // The path's own column tables follow the four tables in the same block.
+    const size_t tables_bytes = sizeof(int) * (2 * static_cast<size_t>(w) + 2 * h);
+    const size_t plan_offset = (tables_bytes + 15) / 16 * 16;
+    const size_t plan_bytes = paths_->plan_bytes != nullptr ? paths_->plan_bytes(n, w) : 0;
+    buf_ = static_cast<int *>(std::malloc(plan_offset + plan_bytes));
+    const size_t row_len = static_cast<size_t>(row_dst) + kRowSpare;
+    rows0_ = static_cast<short *>(std::malloc(sizeof(short) * row_len));
+    rows1_ = static_cast<short *>(std::malloc(sizeof(short) * row_len));
+    if (buf_ == nullptr || rows0_ == nullptr || rows1_ == nullptr) {
+        release();
+        return false;
+    }
+    xofs_ = buf_;
+    yofs_ = buf_ + w;
+    ialpha_ = reinterpret_cast<short *>(buf_ + w + h);
+    ibeta_ = reinterpret_cast<short *>(buf_ + w + h + w);
+    axis_table(srcw, w, n, xofs_, ialpha_);
+    axis_table(srch, h, 1, yofs_, ibeta_);
+    plan_ = nullptr;
+    if (paths_->plan != nullptr) {
+        plan_ = reinterpret_cast<unsigned char *>(buf_) + plan_offset;
+        paths_->plan(n, xofs_, ialpha_, w, static_cast<int>(row_src), plan_);
+    }
+
+    src_ = src;
+    n_ = n;
+    srcw_ = srcw;
+    srcstride_ = srcstride;
+    w_ = w;
+    h_ = h;
+    prev_sy1_ = -2;
+    return true;
+}
+
+bool RowResizer::halve_all(unsigned char *dst, int stride) const {
+    const HalveFn halve = paths_->halve[n_ - 1];
+    if (halve == nullptr || !is_half(xofs_, ialpha_, w_, n_) || !is_half(yofs_, ibeta_, h_, 1))
+        return false;
+    halve(src_, srcstride_, dst, w_, h_, stride);
+    return true;
+}
+
+void RowResizer::row(int dy, unsigned char *out) {
+    const int row_bytes = srcw_ * n_;
+    const int sy = yofs_[dy];
+    if (sy == prev_sy1_) {
+        // both rows already cached
+    } else if (sy == prev_sy1_ + 1) {
+        short *t = rows0_;
+        rows0_ = rows1_;
+        rows1_ = t;
+        paths_->row[n_ - 1](src_ + static_cast<size_t>(srcstride_) * (sy + 1), row_bytes, xofs_,
+                            ialpha_, w_, rows1_, plan_);
+    } else {
+        const unsigned char *S0 = src_ + static_cast<size_t>(srcstride_) * sy;
+        const unsigned char *S1 = S0 + srcstride_;
+        const TwoRowFn fill_two_rows = paths_->two_rows[n_ - 1];
+        if (fill_two_rows != nullptr) {
+            fill_two_rows(S0, S1, row_bytes, xofs_, ialpha_, w_, rows0_, rows1_, plan_);
+        } else {
+            paths_->row[n_ - 1](S0, row_bytes, xofs_, ialpha_, w_, rows0_, plan_);
+            paths_->row[n_ - 1](S1, row_bytes, xofs_, ialpha_, w_, rows1_, plan_);
+        }
+    }
+    prev_sy1_ = sy;
+    paths_->blend(rows0_, rows1_, ibeta_[2 * dy], ibeta_[2 * dy + 1], w_ * n_, out);
+}
+
+}  // namespace qevo_resize
 
 void resize_bilinear_c1(const unsigned char *src, int srcw, int srch, int srcstride,
                         unsigned char *dst, int w, int h, int stride) {

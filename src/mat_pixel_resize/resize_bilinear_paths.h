@@ -13,6 +13,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "utils/simd_select.h"
+
 namespace qevo_resize {
 
 // Fills R[dx * N + c] for every output column dx of one row from source row S.
@@ -121,13 +123,7 @@ inline int load_i32(const unsigned char *p) {
 }  // namespace
 
 // Vector paths; each exists only on its architecture.
-#if defined(__x86_64__) || defined(_M_X64)
-extern const Paths kPathsSse41;
-extern const Paths kPathsAvx2;
-#endif
-#if defined(__aarch64__)
-extern const Paths kPathsNeon;
-#endif
+QEVO_SIMD_TABLES(Paths, kPaths);
 
 }  // namespace qevo_resize
 

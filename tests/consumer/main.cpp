@@ -5,6 +5,7 @@
 #include "imageMat.h"
 #include "mat_pixel_resize.h"
 #include "objTracker.h"
+#include "preprocess.h"
 #include "rawReader.h"
 #include "utils.h"
 
@@ -18,6 +19,11 @@ int main() {
     }
     timeval a{10, 900000}, b{12, 100000};
     if (KIVEX::getDtimeMiliSecond(a, b) != 1200.0f) return 1;
+    const unsigned char grey[6] = {128, 128, 128, 128, 128, 128};  // 2x2 NV12
+    unsigned char rgb[12] = {};
+    if (qevo::nv12_to_rgb(grey, 2, 2, rgb, false, false, qevo::BT601_FULL) != 0 || rgb[0] != 128 ||
+        rgb[11] != 128)
+        return 1;
     QEVO::ImgMat img;
     if (img.layout != QEVO::HWC || KIVEX::IsFileExist("/") != 1) return 1;
     std::puts("consumer ok");
