@@ -44,6 +44,24 @@ void require_int_sizes(const py::array &arr, const std::string &what) {
     if (!fits_int(arr.size())) value_error(what + " is too large");
 }
 
+// Byte distance between the starts of rows of `width` pixels of `channels`
+// bytes: the packed row size for a C-contiguous array, or, when
+// `strided_rows`, the pitch of a view whose pixels are packed within a row.
+long long row_pitch(const py::array &a, int width, int channels, bool strided_rows,
+                    const std::string &what) {
+    const long long row_bytes = static_cast<long long>(width) * channels;
+    if (!strided_rows || (a.flags() & py::array::c_style) || a.shape(0) == 0 || row_bytes == 0) {
+        require_c_contiguous(a, what);
+        return row_bytes;
+    }
+    const bool packed_pixels = a.strides(1) == channels && (a.ndim() == 2 || a.strides(2) == 1);
+    if (!packed_pixels || a.strides(0) < row_bytes || !fits_int(a.strides(0)))
+        value_error(what +
+                    " must have packed pixels within each row and a positive row "
+                    "pitch (numpy.ascontiguousarray makes a copy that does)");
+    return a.strides(0);
+}
+
 }  // namespace
 
 Image uint8_image(py::handle obj, const std::string &what, int max_channels, bool strided_rows) {
@@ -60,25 +78,12 @@ Image uint8_image(py::handle obj, const std::string &what, int max_channels, boo
     if (img.channels < 1 || (max_channels > 0 && img.channels > max_channels))
         value_error(what + " must have 1 to " + std::to_string(max_channels) + " channels, got " +
                     describe(obj));
-    const long long row_bytes = static_cast<long long>(img.width) * img.channels;
-    img.row_stride = row_bytes;
-    if (strided_rows && !(a.flags() & py::array::c_style) && img.height > 0 && row_bytes > 0) {
-        // Pixels packed within a row, rows at any positive pitch.
-        const bool packed_pixels =
-            a.strides(1) == img.channels && (a.ndim() == 2 || a.strides(2) == 1);
-        if (!packed_pixels || a.strides(0) < row_bytes || !fits_int(a.strides(0)))
-            value_error(what +
-                        " must have packed pixels within each row and a positive row "
-                        "pitch (numpy.ascontiguousarray makes a copy that does)");
-        img.row_stride = a.strides(0);
-    } else {
-        require_c_contiguous(a, what);
-    }
+    img.row_stride = row_pitch(a, img.width, img.channels, strided_rows, what);
     img.data = static_cast<unsigned char *>(const_cast<void *>(a.data()));
     return img;
 }
 
-Image nv12_frame(py::handle obj, const std::string &what) {
+Image nv12_frame(py::handle obj, const std::string &what, bool strided_rows) {
     Image img;
     img.array = typed_array<unsigned char>(obj, what, "uint8");
     const py::array &a = img.array;
@@ -87,11 +92,10 @@ Image nv12_frame(py::handle obj, const std::string &what) {
                     " must be an NV12 frame of shape (H * 3 / 2, W) with H and W even, got " +
                     describe(obj));
     require_int_sizes(a, what);
-    require_c_contiguous(a, what);
     img.height = static_cast<int>(a.shape(0) / 3 * 2);
     img.width = static_cast<int>(a.shape(1));
     img.channels = 1;
-    img.row_stride = img.width;
+    img.row_stride = row_pitch(a, img.width, 1, strided_rows, what);
     img.data = static_cast<unsigned char *>(const_cast<void *>(a.data()));
     return img;
 }
@@ -108,16 +112,31 @@ py::array float_array(py::handle obj, const std::string &what, int ndim) {
     return a;
 }
 
-std::pair<int, int> target_size(py::handle size, const std::string &what, int min_side) {
-    long long w = 0, h = 0;
+template <typename T>
+std::vector<T> numbers(py::handle obj, size_t n, bool one_for_all, const std::string &what,
+                       const std::string &expected) {
     try {
-        if (!py::isinstance<py::sequence>(size) || py::len(size) != 2) throw py::cast_error();
-        auto seq = py::reinterpret_borrow<py::sequence>(size);
-        w = seq[0].cast<long long>();
-        h = seq[1].cast<long long>();
+        if (one_for_all && !py::isinstance<py::sequence>(obj))
+            return std::vector<T>(n, obj.cast<T>());
+        if (!py::isinstance<py::sequence>(obj) || py::isinstance<py::str>(obj) || py::len(obj) != n)
+            throw py::cast_error();
+        std::vector<T> v;
+        for (py::handle item : py::reinterpret_borrow<py::sequence>(obj))
+            v.push_back(item.cast<T>());
+        return v;
     } catch (const py::cast_error &) {
-        type_error(what + " must be a pair of ints (width, height), got " + describe(size));
+        type_error(what + " must be " + expected + ", got " + describe(obj));
     }
+}
+template std::vector<long long> numbers(py::handle, size_t, bool, const std::string &,
+                                        const std::string &);
+template std::vector<double> numbers(py::handle, size_t, bool, const std::string &,
+                                     const std::string &);
+
+std::pair<int, int> target_size(py::handle size, const std::string &what, int min_side) {
+    const std::vector<long long> v =
+        numbers<long long>(size, 2, false, what, "a pair of ints (width, height)");
+    const long long w = v[0], h = v[1];
     if (w < min_side || h < min_side || w > INT_MAX || h > INT_MAX)
         value_error(what + " must be at least " + std::to_string(min_side) +
                     " in each direction and fit an int, got (" + std::to_string(w) + ", " +

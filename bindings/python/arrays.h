@@ -5,8 +5,9 @@
 //  - an ndarray argument must already have the documented dtype (TypeError
 //    otherwise; nothing is converted behind the caller's back) and the
 //    documented number of dimensions and sizes (ValueError);
-//  - pixel arrays must be C-contiguous (ValueError); `resize` also takes
-//    views whose rows are strided, since its kernels take a row pitch;
+//  - pixel arrays must be C-contiguous (ValueError); `resize`, `nv12_to_rgb`
+//    and `nv12_to_tensor` also take views whose rows are strided, since
+//    their kernels take a row pitch;
 //  - inputs are read in place, never copied; results are new arrays;
 //  - box lists may also be given as Python sequences of rows, which are
 //    converted to float32.
@@ -50,13 +51,24 @@ struct Image {
 Image uint8_image(py::handle obj, const std::string &what, int max_channels,
                   bool strided_rows = false);
 
-// A semi-planar 4:2:0 frame given as a (H * 3 / 2) x W uint8 array, C-contiguous:
-// H luma rows then H / 2 rows of interleaved chroma pairs. `height` is H (even;
-// the array's row count must be a multiple of 3) and W must be even.
-Image nv12_frame(py::handle obj, const std::string &what);
+// A semi-planar 4:2:0 frame given as a (H * 3 / 2) x W uint8 array: H luma rows
+// then H / 2 rows of interleaved chroma pairs. `height` is H (even; the
+// array's row count must be a multiple of 3) and W must be even. The array
+// must be C-contiguous, or, when `strided_rows`, may have rows at any
+// positive pitch (a frame padded to a row stride, or a column range of one);
+// the chroma rows then start at data + H x row_stride, at the same pitch.
+Image nv12_frame(py::handle obj, const std::string &what, bool strided_rows = false);
 
 // A C-contiguous, aligned float32 array of `ndim` dimensions (any when 0).
 py::array float_array(py::handle obj, const std::string &what, int ndim);
+
+// `n` numbers of type T (long long: Python ints only; double: any real
+// number) given as a sequence of n, or, when `one_for_all`, also as one
+// number repeated n times. TypeError "<what> must be <expected>, got ..."
+// otherwise.
+template <typename T>
+std::vector<T> numbers(py::handle obj, size_t n, bool one_for_all, const std::string &what,
+                       const std::string &expected);
 
 // A target size (w, h): a sequence of two ints, each at least `min_side`.
 std::pair<int, int> target_size(py::handle size, const std::string &what, int min_side);

@@ -13,6 +13,7 @@ PYBIND11_MODULE(qevo, m) {
     qevo_py::bind_resize(m);
     qevo_py::bind_suppression(m);
     qevo_py::bind_pixels(m);
+    qevo_py::bind_preprocess(m);
     qevo_py::bind_trackers(m);
     qevo_py::bind_utilities(m);
 }

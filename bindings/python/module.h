@@ -9,6 +9,7 @@ namespace qevo_py {
 void bind_resize(pybind11::module_ &m);
 void bind_suppression(pybind11::module_ &m);
 void bind_pixels(pybind11::module_ &m);
+void bind_preprocess(pybind11::module_ &m);
 void bind_trackers(pybind11::module_ &m);
 void bind_utilities(pybind11::module_ &m);
 

@@ -11,6 +11,10 @@
 //   qevo_pyref make_rect IN OUT                       int32 rows (x1, y1, x2, y2, W, H) -> 4
 //   qevo_pyref servo IN OUT                           float64 rows (a, b, res, W, H) ->
 //                                                     float32 (Az, Pt, ImgX, ImgY)
+//   qevo_pyref rgb W H BGR NV21 MATRIX IN OUT         qevo::nv12_to_rgb (packed frame)
+//   qevo_pyref tensor W H NV21 DW DH X1 Y1 X2 Y2 FORMAT FIT MATRIX BGR M0 M1 M2 S0 S1 S2
+//              P0 P1 P2 IN OUT PLACEMENT              qevo::nv12_to_tensor; placement:
+//                                                     8 int32 (crop_x ... height)
 //   qevo_pyref track THR SIGMA FRAMES IN OUT          in-place tracker + filter per frame
 //   qevo_pyref snaptrack THR LAYOUT FRAMES PW PH IN ANGLES PATCHES OUT MOSAICS SERVO
 //
@@ -30,6 +34,7 @@
 
 #include "mat_pixel_resize.h"
 #include "objTracker.h"
+#include "preprocess.h"
 #include "utils.h"
 
 namespace {
@@ -117,6 +122,48 @@ int resize(const std::string &kind, int c, char **a) {
     }
     save(a[5], out);
     return 0;
+}
+
+// a: W H BGR NV21 MATRIX IN OUT.
+int rgb(char **a) {
+    const int w = arg_int(a[0]), h = arg_int(a[1]);
+    std::vector<unsigned char> in = load<unsigned char>(a[5]), out(size_t(w) * h * 3);
+    const int code = qevo::nv12_to_rgb(in.data(), w, h, out.data(), arg_int(a[2]) != 0,
+                                       arg_int(a[3]) != 0, qevo::ColorMatrix(arg_int(a[4])));
+    save(a[6], out);
+    return code;
+}
+
+// a: W H NV21 DW DH X1 Y1 X2 Y2 FORMAT FIT MATRIX BGR M0 M1 M2 S0 S1 S2 P0 P1 P2 IN OUT PLACEMENT.
+int tensor(char **a) {
+    std::vector<unsigned char> in = load<unsigned char>(a[22]);
+    qevo::Nv12Frame f;
+    f.width = arg_int(a[0]), f.height = arg_int(a[1]), f.nv21 = arg_int(a[2]) != 0;
+    f.y = in.data(), f.uv = in.data() + size_t(f.width) * f.height;
+    f.y_stride = f.uv_stride = f.width;
+    qevo::TensorParams p;
+    p.dst_width = arg_int(a[3]), p.dst_height = arg_int(a[4]);
+    p.crop_x1 = arg_int(a[5]), p.crop_y1 = arg_int(a[6]);
+    p.crop_x2 = arg_int(a[7]), p.crop_y2 = arg_int(a[8]);
+    p.format = qevo::TensorFormat(arg_int(a[9]));
+    p.fit = qevo::TensorFit(arg_int(a[10]));
+    p.matrix = qevo::ColorMatrix(arg_int(a[11]));
+    p.bgr = arg_int(a[12]) != 0;
+    for (int c = 0; c < 3; ++c) {
+        p.mean[c] = arg_float(a[13 + c]);
+        p.scale[c] = arg_float(a[16 + c]);
+        p.pad[c] = static_cast<unsigned char>(arg_int(a[19 + c]));
+    }
+    const size_t bytes = qevo::tensor_bytes(p);
+    std::vector<float> buf(bytes / sizeof(float) + 1);  // aligned for every form
+    qevo::TensorPlacement pl;
+    const int code = qevo::nv12_to_tensor(f, p, buf.data(), bytes, &pl);
+    const unsigned char *res = reinterpret_cast<const unsigned char *>(buf.data());
+    const std::vector<unsigned char> out(res, res + bytes);
+    save(a[23], out);
+    save(a[24], std::vector<int32_t>{pl.crop_x, pl.crop_y, pl.crop_width, pl.crop_height, pl.x,
+                                     pl.y, pl.width, pl.height});
+    return code;
 }
 
 int suppress(const std::string &cmd, char **a, int n) {
@@ -247,6 +294,8 @@ int main(int argc, char **argv) {
         save(a[1], out);
         return 0;
     }
+    if (cmd == "rgb") return rgb(a);
+    if (cmd == "tensor") return tensor(a);
     if (cmd == "track") return track(a);
     if (cmd == "snaptrack") return snaptrack(a);
     std::fprintf(stderr, "unknown command %s\n", cmd.c_str());

@@ -48,6 +48,24 @@ def test_bad_arguments_raise_clear_errors():
         (lambda: qevo.pad(IMG, -1, 0, 0, 0, [1, 2, 3]), ValueError, "negative"),
         (lambda: qevo.pad(IMG, 1, 0, 0, 0, [1, 2]), ValueError, "one entry per channel"),
         (lambda: qevo.nhwc_to_nchw(IMG[:, :, :2].copy()), ValueError, "(H, W, 3)"),
+        (lambda: qevo.nv12_to_rgb(NV12.astype(np.int16)), TypeError, "dtype uint8"),
+        (lambda: qevo.nv12_to_rgb(NV12[:, ::2]), ValueError, "packed pixels"),
+        (lambda: qevo.nv12_to_rgb(NV12[::-1]), ValueError, "row pitch"),
+        (lambda: qevo.nv12_to_rgb(NV12[:0]), ValueError, "at least 2 x 2"),
+        (lambda: qevo.nv12_to_rgb(NV12, matrix=qevo.ColorMatrix(7)), ValueError, "enumeration"),
+        (lambda: qevo.nv12_to_rgb(NV12, matrix=1), TypeError, "incompatible"),
+        (lambda: qevo.nv12_to_tensor(NV12[:3, :2], (8, 8)), ValueError, "at least 4 x 4"),
+        (lambda: qevo.nv12_to_tensor(NV12[:29], (8, 8)), ValueError, "NV12"),
+        (lambda: qevo.nv12_to_tensor(NV12, (1, 8)), ValueError, "at least 2"),
+        (lambda: qevo.nv12_to_tensor(NV12, (8, 8), crop=(50, 0, 60, 10)), ValueError, "crop rectangle"),
+        (lambda: qevo.nv12_to_tensor(NV12, (8, 8), crop=(0, 0, 3)), TypeError, "four ints"),
+        (lambda: qevo.nv12_to_tensor(NV12, (8, 8), crop=(0, 0, 2**40, 8)), ValueError, "fit an int"),
+        (lambda: qevo.nv12_to_tensor(NV12, (8, 8), mean=[1, 2]), TypeError, "three numbers"),
+        (lambda: qevo.nv12_to_tensor(NV12, (8, 8), scale="x"), TypeError, "three numbers"),
+        (lambda: qevo.nv12_to_tensor(NV12, (8, 8), pad=256), ValueError, "0 .. 255"),
+        (lambda: qevo.nv12_to_tensor(NV12, (8, 8), pad=[1.5, 2, 3]), TypeError, "three ints"),
+        (lambda: qevo.nv12_to_tensor(NV12, (8, 8), fit=qevo.TensorFit(2)), ValueError, "fit is not"),
+        (lambda: qevo.nv12_to_tensor(NV12, (8, 8), format=qevo.FIT_STRETCH), TypeError, "incompatible"),
         (lambda: qevo.nms(BOXES.astype(np.float64), 0.5), TypeError, "float32"),
         (lambda: qevo.nms(BOXES[:, :5].copy(), 0.5), ValueError, "(N, 6)"),
         (lambda: qevo.nms([[0, 0, 1, 1, 0.5, 0.5]], 0.5), ValueError, "whole number"),
@@ -80,14 +98,19 @@ def test_repeated_calls_leak_nothing():
     calls = [lambda: qevo.resize(img, (30, 20)), lambda: qevo.resize_nv12(frame, (40, 30)),
              lambda: qevo.resize_float(plane, (10, 10)), lambda: qevo.crop(img, 2, 2, 20, 20),
              lambda: qevo.crop_nv12(frame, 2, 2, 20, 20), lambda: qevo.pad(img, 1, 2, 3, 4, [1, 2, 3]),
-             lambda: qevo.nhwc_to_nchw(img), lambda: qevo.nms_cls(boxes, 0.5, 3),
+             lambda: qevo.nhwc_to_nchw(img), lambda: qevo.nv12_to_rgb(frame[:, 2:42], nv21=True),
+             lambda: qevo.nv12_to_tensor(frame, (32, 24), crop=(3, 5, 61, 37), mean=[1, 2, 3],
+                                         scale=0.5, pad=[1, 2, 3], format=qevo.TENSOR_F32_CHW),
+             lambda: qevo.nv12_to_tensor(frame[:, 4:], (8, 8), crop=(0, 0, 2, 2)),  # raises
+             lambda: qevo.nms_cls(boxes, 0.5, 3),
              lambda: qevo.seg_nms(boxes.tolist(), 0.5), lambda: qevo.sigmoid(plane),
              lambda: qevo.softmax(plane[0]), lambda: tracker.update(boxes),
              lambda: qevo.filter_objtrackers(tracker, 2.0),
              lambda: snap.update(boxes, [patch] * 8, az=1.0, pt=2.0), lambda: snap.snapshot(0),
              lambda: qevo.resize(img.astype(np.float32), (3, 3)),  # raises
              lambda: qevo.nms([[0, 0, 1, 1, 0.5, 0.5]], 0.5)]  # raises
-    inputs = [img, frame, plane, boxes, patch]
+    # A leaked placement (a small named tuple) holds a reference to its type.
+    inputs = [img, frame, plane, boxes, patch, qevo.TensorPlacement]
 
     def run_all(times):
         for call in calls:
@@ -113,7 +136,9 @@ def test_repeated_calls_leak_nothing():
 def test_inputs_are_read_in_place():
     big = np.ones((1000, 1500, 3), np.uint8)  # 4.5 MB; every result below is small
     plane = np.ones((1000, 1000), np.float32)
+    frame = np.ones((1500, 1000), np.uint8)  # NV12 1000 x 1000
     calls = [lambda: qevo.resize(big[100:900, 200:1400], (64, 48)),
+             lambda: qevo.nv12_to_tensor(frame[:, 100:900], (64, 48), format=qevo.TENSOR_F32_CHW),
              lambda: qevo.crop(big, 0, 0, 40, 30), lambda: qevo.resize_float(plane, (8, 8)),
              lambda: qevo.sigmoid(plane[:4]), lambda: qevo.pad(big[:10], 1, 1, 1, 1, [0, 0, 0])]
     for call in calls:

@@ -1,6 +1,7 @@
-"""Resize kernels, pixel-buffer helpers, activations, servo conversions and
-hashes: the binding's results against the library's (reference program) or
-against the library's exact documented rules computed in NumPy."""
+"""Resize kernels, NV12 colour conversion and network inputs, pixel-buffer
+helpers, activations, servo conversions and hashes: the binding's results
+against the library's (reference program) or against the library's exact
+documented rules computed in NumPy."""
 import hashlib
 
 import numpy as np
@@ -33,6 +34,66 @@ def test_resize_nv12_and_float_match_library(rng, ref):
         plane = rng.standard_normal((sh, sw)).astype(np.float32) * 100
         want = ref("float", sw, sh, w, h, inputs=[plane], outputs=[np.float32]).reshape(h, w)
         assert np.array_equal(qevo.resize_float(plane, (w, h)), want)
+
+
+MATRICES = [qevo.BT601_LIMITED, qevo.BT601_FULL, qevo.BT709_LIMITED]
+
+
+def test_nv12_to_rgb_matches_library(rng, ref):
+    for matrix in MATRICES:
+        for nv21 in (False, True):
+            for bgr in (False, True):
+                w, h = 2 * rng.integers(1, 60, 2)
+                frame = rng.integers(0, 256, (h * 3 // 2, w), dtype=np.uint8)
+                want = ref("rgb", w, h, int(bgr), int(nv21), int(matrix), inputs=[frame])
+                got = qevo.nv12_to_rgb(frame, bgr=bgr, nv21=nv21, matrix=matrix)
+                assert np.array_equal(got, want.reshape(h, w, 3)), (matrix, nv21, bgr, w, h)
+    want = ref("rgb", w, h, 0, 0, 0, inputs=[frame]).reshape(h, w, 3)
+    assert np.array_equal(qevo.nv12_to_rgb(frame), want)
+    # A frame padded to a row stride, and a column range of one, are read in place.
+    padded = rng.integers(0, 256, (90, 100), dtype=np.uint8)  # 60 luma rows, stride 100
+    for view in (padded[:, :64], padded[:, 10:74]):
+        want = ref("rgb", 64, 60, 1, 1, 2, inputs=[view]).reshape(60, 64, 3)
+        got = qevo.nv12_to_rgb(view, bgr=True, nv21=True, matrix=qevo.BT709_LIMITED)
+        assert np.array_equal(got, want)
+
+
+def test_nv12_to_tensor_matches_library(rng, ref):
+    formats = [qevo.TENSOR_U8_CHW, qevo.TENSOR_U8_HWC, qevo.TENSOR_F32_CHW]
+    fits = [qevo.FIT_LETTERBOX, qevo.FIT_STRETCH]
+    for trial in range(18):
+        fmt, fit, matrix = formats[trial % 3], fits[trial // 3 % 2], MATRICES[trial // 6]
+        nv21, bgr = bool(rng.integers(2)), bool(rng.integers(2))
+        w, h = 2 * rng.integers(6, 50, 2)
+        base = rng.integers(0, 256, (h * 3 // 2, w + 6), dtype=np.uint8)
+        frame = base[:, 2:w + 2] if trial % 2 else base[:, :w].copy()
+        size = (w, h) if trial == 4 else tuple(int(v) for v in rng.integers(2, 90, 2))
+        crop = None
+        if trial % 3 != 1:  # odd corners and rectangles reaching past the frame
+            x1, y1 = int(rng.integers(-3, w - 7)), int(rng.integers(-3, h - 7))
+            crop = (x1, y1, int(rng.integers(max(x1, 0) + 5, w + 4)),
+                    int(rng.integers(max(y1, 0) + 5, h + 4)))
+        mean = [float(v) for v in rng.uniform(-50, 200, 3).astype(np.float32)]
+        scale = [float(v) for v in rng.uniform(-0.1, 0.1, 3).astype(np.float32)]
+        pad = [int(v) for v in rng.integers(0, 256, 3)]
+        if trial % 4 == 0:  # one value for every channel
+            mean, scale, pad = mean[0], scale[0], pad[0]
+        per_channel = [v if isinstance(v, list) else [v] * 3 for v in (mean, scale, pad)]
+        want, where = ref("tensor", w, h, int(nv21), *size, *(crop or (0, 0, 0, 0)), int(fmt),
+                          int(fit), int(matrix), int(bgr), *sum(per_channel, []), inputs=[frame],
+                          outputs=[np.uint8, np.int32])
+        got, placement = qevo.nv12_to_tensor(frame, size, crop=crop, format=fmt, fit=fit,
+                                             matrix=matrix, mean=mean, scale=scale, pad=pad,
+                                             bgr=bgr, nv21=nv21)
+        dw, dh = size
+        assert got.shape == ((dh, dw, 3) if fmt == qevo.TENSOR_U8_HWC else (3, dh, dw))
+        assert got.dtype == (np.float32 if fmt == qevo.TENSOR_F32_CHW else np.uint8)
+        assert np.array_equal(got.view(np.uint8).ravel(), want), trial  # bit for bit
+        assert placement == tuple(where), (trial, placement, where)
+    # Defaults: letterboxed RGB uint8 planes, grey border, BT.601 limited range.
+    want = ref("tensor", w, h, 0, 40, 30, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 114, 114, 114,
+               inputs=[frame], outputs=[np.uint8, np.int32])[0]
+    assert np.array_equal(qevo.nv12_to_tensor(frame, (40, 30))[0].ravel(), want)
 
 
 def nv12_crop_rule(frame, width, height, x1, y1, x2, y2):
