@@ -46,7 +46,10 @@ QEVO_API FILE *create_debuginfo(const char *logroot);
 QEVO_API int grab_image(QEVO::ImgMat img);
 
 // Elapsed time from `starttime` to `endtime` in seconds (single precision);
-// negative when endtime lies before starttime.
+// negative when endtime lies before starttime. The microsecond difference is
+// exact for any two values (no overflow, also for uninitialised or sentinel
+// times far apart) and rounded once to single precision before the division
+// by 1000000.
 QEVO_API float getDtimeSecond(struct timeval starttime, struct timeval endtime);
 
 // The same interval in milliseconds: the seconds value multiplied by 1000.
