@@ -174,9 +174,11 @@ TEST(RawReaderStates, RefusedUnopenedAndOpen) {
     ScratchDir dir;
     // 10-byte header, then 3 frames of 4 x 2 x 1 samples of 2 bytes, then 5 stray bytes.
     write_file("frames.raw", std::string(10 + 3 * 16 + 5, '\1'));
-    // Refused data type and missing file: no handle, no size, every call -1.
-    for (const auto &k : {std::make_pair("frames.raw", QEVO::AI_FLOAT),
-                          std::make_pair("absent.raw", QEVO::AI_UINT16)}) {
+    // Refused data type, missing file and a directory: no handle, no size,
+    // every call -1.
+    for (const auto &k :
+         {std::make_pair("frames.raw", QEVO::AI_FLOAT),
+          std::make_pair("absent.raw", QEVO::AI_UINT16), std::make_pair(".", QEVO::AI_UINT8)}) {
         RawReader r(k.first, 4, 2, 1, 10, k.second);
         EXPECT_TRUE(r.m_F == nullptr && r.m_datatype == QEVO::AI_UINT8 && r.m_width == 0);
         EXPECT_TRUE(r.get_frameNum() == -1 && r.set_seek() == -1 && r.read() == -1);
