@@ -164,11 +164,14 @@ class QEVO_API TensorMat {
 // Besides those, a join is refused (1, debug trace "ConCat error: TensorMat
 // size error") when the list holds a null pointer, a tensor has a negative
 // dimension or a count beyond 31 bits, a buffer (source or destination) is
-// missing or smaller than its shape requires, or the destination's
-// dataByte / elementNum disagrees with the size of its element type; so no
-// buffer is ever overrun and no element is cut apart. The element size is the
-// destination's dataByte / elementNum (a destination with no elements
-// receives nothing); the batch join copies each source's dataByte bytes.
+// missing or smaller than its shape requires, or the destination has
+// elements but its dataByte / elementNum is 0 (fewer bytes than elements) or
+// disagrees with the size of its element type; so no buffer is ever overrun,
+// no element is cut apart, and a join that reports success has copied every
+// source. The element size is the destination's dataByte / elementNum (a
+// destination with no elements receives nothing); the batch join copies each
+// source's dataByte bytes. A join whose destination shape holds no elements
+// (a dimension of 0) returns 0 at once, however large the other dimensions.
 
 // Dispatches on dim (0 batch, 1 depth, 2 height, 3 width) after checking that
 // every tensor has the first one's elementNum ("elenum should be same", 1).
