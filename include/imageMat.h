@@ -189,6 +189,12 @@ QEVO_API int concat_width(std::vector<TensorMat *> mats, TensorMat *dstMat);
 //
 // Buffer size: width x height x depth bytes for interleaved formats; for
 // semi-planar frames width x height x 1.5 bytes (double precision, truncated).
+// A semi-planar frame is a luma plane of height rows of width bytes, then
+// height / 2 chroma rows of width bytes each, whatever the parity of width (an
+// odd width leaves the last byte of every chroma row unused); that always fits
+// the size above. crop_yuv and pasteNV12Block use the same rows; only
+// resize_bilinear_yuv420sp packs chroma rows of 2 x (width / 2) bytes, which
+// is the same for even widths.
 // Sizes are computed in 64 bits: a negative dimension or a size above INT_MAX
 // leaves the image without pixels (null data) instead of a wrapped-around
 // allocation, and so does a failed malloc; nothing is ever copied into a null
@@ -274,9 +280,11 @@ class QEVO_API ImageMat {
     // Interleaved formats copy rows of depth x width bytes. NV12 and NV21 are
     // cropped plane by plane: the clamped rectangle is first snapped to the
     // 2 x 2 chroma grid (left and top edges down to even, width and height
-    // down to even), then the luma rows and the matching chroma rows are
-    // copied into a semi-planar buffer of the cropped size; a rectangle that
-    // snaps to nothing gives a default image.
+    // down to even), then the luma rows and the matching chroma rows (rows of
+    // `width` bytes in the source, see above; the result's width is even) are
+    // copied into a semi-planar buffer of the cropped size, exactly what
+    // crop_yuv gives for the snapped rectangle; a rectangle that snaps to
+    // nothing gives a default image.
     ImageMat crop(int x1, int y1, int x2, int y2);
 
   private:

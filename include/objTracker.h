@@ -216,9 +216,10 @@ QEVO_API int filter_objtrackers(std::vector<OBJTRACK> src_objs, std::vector<OBJT
 
 // Copies the NV12 block src (srcWidth x srcHeight luma bytes, then
 // srcHeight / 2 rows of srcWidth interleaved chroma bytes) into the NV12 image
-// dest (destWidth x destHeight, chroma plane at byte destWidth x destHeight)
-// with its top-left corner at (pasteX, pasteY); chroma rows go to
-// pasteY / 2 + y. Every row is clipped to the destination: only the parts
+// dest (destWidth x destHeight, chroma plane at byte destWidth x destHeight,
+// rows of destWidth bytes) with its top-left corner at (pasteX, pasteY);
+// chroma rows go to pasteY / 2 + y. Chroma rows are as long as luma rows for
+// odd widths too, as in ImageMat and crop_yuv (see imageMat.h). Every row is clipped to the destination: only the parts
 // that fall inside the destination's luma plane (destHeight rows) or chroma
 // plane (destHeight / 2 rows) and inside its width are written. Null pointers
 // or non-positive sizes copy nothing.

@@ -217,6 +217,16 @@ QEVO_API void crop_img(unsigned char *src, int srcw, int srch, int srcc, int x1,
 // bytes in all. Corners and sizes are used as given, without aligning them to
 // even values: chroma lines up with luma only when x1, y1, cropw and croph are
 // even. An empty or wholly outside rectangle or a null pointer writes nothing.
+// Chroma rows are srcw bytes apart whatever the parity of srcw, as in every
+// semi-planar frame of the library except the resize's (see
+// resize_bilinear_yuv420sp); so the source is srcw x srch + (srch / 2) x srcw
+// bytes, within the library's semi-planar size srcw x srch x 1.5.
+// Only bytes inside the source are read: with an odd top edge (outside the
+// callers' contract) in a frame of odd height, the chroma start falls in the
+// middle of a chroma row and the last chroma row copied would run past the
+// chroma plane; it is copied only as far as the plane reaches, and the
+// destination bytes beyond (its tail, possibly the whole row) are left
+// untouched.
 QEVO_API void crop_yuv(unsigned char *srcYUV, int srcw, int srch, int x1, int y1, int x2, int y2,
                        unsigned char *dstYUV);
 
