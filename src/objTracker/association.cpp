@@ -246,7 +246,8 @@ int update_objtracker(std::vector<QEVO::objinfo> dets, std::vector<OBJTRACK> obj
         QEVO_TRACE("add new target\n");
         if (mask[i] == 1) continue;
         objnew.emplace_back(dets[i], kOverlapClasses, kTrackLength);
-        objnew.back()._trackID = new_track_id(MtrackerID + 1 + static_cast<long long>(i), objnew);
+        objnew.back()._trackID = new_track_id(
+            static_cast<long long>(MtrackerID) + 1 + static_cast<long long>(i), objnew);
         QEVO_TRACE("added new\n");
     }
     QEVO_TRACE("dets %d, oldtracker %d, newtracker %d\n", detsNum, trackerNum,
@@ -321,8 +322,8 @@ int update_objtracker(std::vector<QEVO::objinfo> dets, std::vector<OBJTRACK> &ob
         if (mask[i] == 1) continue;
         std::puts("new");
         objtrackers.emplace_back(dets[i], kOverlapClasses, kTrackLength);
-        objtrackers.back()._trackID =
-            new_track_id(MtrackerID + 1 + static_cast<long long>(i), objtrackers);
+        objtrackers.back()._trackID = new_track_id(
+            static_cast<long long>(MtrackerID) + 1 + static_cast<long long>(i), objtrackers);
         std::puts("added new");
     }
     std::printf("dets %d, oldtracker %d\n", detsNum, static_cast<int>(objtrackers.size()));
