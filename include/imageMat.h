@@ -106,7 +106,9 @@ class QEVO_API TensorMat {
     // buffer (the record then borrows it and must not outlive it); otherwise
     // dst->dataByte must be at least dataByte and the payload is copied.
     // Fills width, height, depth, dataByte, type, layout and elementNum =
-    // width x height x depth (no batch); timestamp and cfg are not touched.
+    // width x height x depth (no batch; 0 when that product does not fit an
+    // int, as for a tensor of batch 0 with huge other sizes); timestamp and
+    // cfg are not touched.
     // Results: 0 success; 2 when the destination is too small (debug trace
     // "TenMat donot have enough space, [%d]<[%d]", record unchanged); 1 for a
     // null `dst` (nothing done).

@@ -1,6 +1,7 @@
 // TensorMat: construction and shape lists, export, resizing, norms, addition.
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cmath>
 #include <memory>
 #include <string>
@@ -104,6 +105,11 @@ TEST(TensorMat, ExportBorrowsOrCopies) {
     src.push_back(-1.f);
     EXPECT_EQ(room, src);
     EXPECT_EQ(t.toTenMat(nullptr), 1);
+
+    // Batch 0 allows sizes whose product fits no integer: exported as 0.
+    TensorMat huge(0, INT_MAX, INT_MAX, INT_MAX, CHW, AI_FLOAT);
+    EXPECT_EQ(huge.toTenMat(&rec), 0);
+    EXPECT_EQ(rec.elementNum, 0);
 }
 
 TEST(TensorMat, Resize) {
