@@ -279,14 +279,15 @@ class QEVO_API ImageMat {
     // than the frame its fields describe (for example an NV21 image built
     // from fields with depth 1, which has no room for chroma) give a default
     // image and print nothing.
-    // Interleaved formats copy rows of depth x width bytes. NV12 and NV21 are
-    // cropped plane by plane: the clamped rectangle is first snapped to the
-    // 2 x 2 chroma grid (left and top edges down to even, width and height
-    // down to even), then the luma rows and the matching chroma rows (rows of
-    // `width` bytes in the source, see above; the result's width is even) are
-    // copied into a semi-planar buffer of the cropped size, exactly what
-    // crop_yuv gives for the snapped rectangle; a rectangle that snaps to
-    // nothing gives a default image.
+    // Interleaved formats copy rows of depth x width bytes (none at all for
+    // depth 0, however many rows). NV12 and NV21 are cropped plane by plane:
+    // the clamped rectangle is first snapped to the 2 x 2 chroma grid (left
+    // and top edges down to even, width and height down to even), then the
+    // luma rows and the matching chroma rows (rows of `width` bytes in the
+    // source, see above; the result's width is even) are copied into a
+    // semi-planar buffer of the cropped size, exactly what crop_yuv gives for
+    // the snapped rectangle; a rectangle that snaps to nothing gives a
+    // default image.
     ImageMat crop(int x1, int y1, int x2, int y2);
 
   private:

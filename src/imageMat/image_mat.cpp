@@ -295,7 +295,8 @@ ImageMat ImageMat::crop(int x1, int y1, int x2, int y2) {
         const size_t src_stride = static_cast<size_t>(width) * depth;
         const unsigned char *src = data + src_stride * cropy1 + static_cast<size_t>(depth) * cropx1;
         unsigned char *out = dst.data;
-        for (int r = 0; r < h; ++r) {
+        // A depth of 0 has no bytes to copy, however many rows it spans.
+        for (int r = 0; r < h && row > 0; ++r) {
             std::memcpy(out, src, row);
             out += row;
             src += src_stride;
