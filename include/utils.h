@@ -239,7 +239,9 @@ QEVO_API void crop_yuv(unsigned char *srcYUV, int srcw, int srch, int x1, int y1
 // std::out_of_range leaves the function at the first border pixel that needs
 // a missing entry, with the bytes before it already written; with all pads 0
 // no entry is read. Always returns 0. A negative pad, a negative size, a null
-// `dst`, or a null `data` for a non-empty image writes nothing (still 0).
+// `dst`, or a null `data` for a non-empty image writes nothing (still 0). An
+// output without bytes (depth 0, or no columns) returns at once, whatever the
+// number of rows.
 QEVO_API int pad_img(QEVO::ImgMat img, int padleft, int padright, int padtop, int padbot,
                      unsigned char *dst, std::vector<int> values);
 

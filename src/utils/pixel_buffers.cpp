@@ -100,6 +100,7 @@ int pad_img(QEVO::ImgMat img, int padleft, int padright, int padtop, int padbot,
     const long long dstH = imgH + padtop + padbot;
     const long long dstwstride = dstW * imgC;
     const int channels = img.depth;
+    if (dstwstride == 0) return 0;  // no byte to write, however many rows
 
     for (long long j = 0; j < padtop; ++j)
         fill_border(dst + j * dstwstride, dstW, channels, values);
