@@ -312,6 +312,9 @@ QEVO_API hash_t hash_(const char *str);
 // as a file: one holding a double quote, backquote, dollar sign, backslash,
 // line break (LF or CR) or NUL, or one starting with '-'. A pipe that cannot
 // be opened gives the debug trace "Error: popen failed" and an empty string.
+// A signal that interrupts the wait for the tool's output (a handler installed
+// without SA_RESTART, such as a periodic timer's) does not cut the output
+// short: the read simply resumes.
 QEVO_API std::string get_md5(const std::string &filename);
 
 // 0 when get_md5(filename) equals `targetMD5` exactly (case-sensitive; two

@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <fstream>
 #include <string>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <type_traits>
 #include <unistd.h>
 #include <vector>
@@ -140,6 +142,24 @@ TEST(Md5, DigestsAgreeWithTheSystemTool) {
     EXPECT_EQ(KIVEX::checkMD5("blob.bin", expected), 0);
     EXPECT_EQ(KIVEX::checkMD5("abc.txt", "900150983CD24FB0D6963F7D28E17F72"), 1);  // case counts
     EXPECT_EQ(KIVEX::checkMD5("missing.bin", ""), 0);  // both digests empty
+}
+
+// A signal handler installed without SA_RESTART interrupts the blocking read
+// of the tool's output; the digest must come through all the same.
+TEST(Md5, DigestSurvivesInterruptingSignals) {
+    ScratchDir dir;
+    write_file("abc.txt", "abc");
+    struct sigaction on {
+    }, old{};
+    on.sa_handler = [](int) {};
+    ASSERT_EQ(sigaction(SIGALRM, &on, &old), 0);
+    const itimerval every{{0, 500}, {0, 500}}, stop{};
+    setitimer(ITIMER_REAL, &every, nullptr);
+    std::vector<std::string> got;
+    for (int i = 0; i < 20; ++i) got.push_back(KIVEX::get_md5("abc.txt"));
+    setitimer(ITIMER_REAL, &stop, nullptr);
+    sigaction(SIGALRM, &old, nullptr);
+    EXPECT_EQ(got, std::vector<std::string>(20, "900150983cd24fb0d6963f7d28e17f72"));
 }
 
 TEST(Md5, RefusedNamesNeverReachTheShellAndTracesAreGated) {
