@@ -279,11 +279,6 @@ void tensor_ops(Input &in, Buffers &bufs, TensorMat *ts, int op) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-    mute_stdout();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     Input in(data, size);
     Buffers bufs;

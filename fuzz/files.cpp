@@ -9,6 +9,7 @@
 #include <string>
 #include <unistd.h>
 
+#define QEVO_FUZZ_OWN_INITIALIZE
 #include "fuzz_input.h"
 #include "rawReader.h"
 #include "utils.h"

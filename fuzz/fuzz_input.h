@@ -161,6 +161,15 @@ inline void mute_stdout() {
     if (std::freopen("/dev/null", "w", stdout) == nullptr) std::fclose(stdout);
 }
 
+// Every target starts with standard output muted; one that needs more set-up
+// defines QEVO_FUZZ_OWN_INITIALIZE and its own LLVMFuzzerInitialize.
+#ifndef QEVO_FUZZ_OWN_INITIALIZE
+extern "C" int LLVMFuzzerInitialize(int *, char ***) {
+    mute_stdout();
+    return 0;
+}
+#endif
+
 // Calls beyond this many bytes of caller buffers are legitimate but too slow
 // to fuzz; the targets skip them (over-large sizes that the library must
 // refuse are still passed).

@@ -132,11 +132,6 @@ void scalars(Input &in) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-    mute_stdout();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     Input in(data, size);
     for (int step = 0; step < 8 && in.left() > 0; ++step) {

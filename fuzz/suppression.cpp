@@ -45,11 +45,6 @@ void drawn_from(const std::vector<objinfo> &out, const std::vector<objinfo> &in)
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-    mute_stdout();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     Input in(data, size);
     std::vector<objinfo> boxes(in.in(0, 48));
