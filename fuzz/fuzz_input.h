@@ -3,6 +3,7 @@
 #ifndef QEVO_FUZZ_FUZZ_INPUT_H
 #define QEVO_FUZZ_FUZZ_INPUT_H
 
+#include <algorithm>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
@@ -121,7 +122,16 @@ Buffer same_in_every_form(const Buffer &init, F call) {
         if (out.size() != ref.size() ||
             (!ref.empty() &&
              std::memcmp(out.data(), ref.data(), ref.size() * sizeof(ref[0])) != 0)) {
-            std::fprintf(stderr, "QEVO_SIMD=%s differs from scalar\n", form);
+            const size_t bytes = std::min(out.size(), ref.size()) * sizeof(ref[0]);
+            const unsigned char *a = reinterpret_cast<const unsigned char *>(ref.data());
+            const unsigned char *b = reinterpret_cast<const unsigned char *>(out.data());
+            size_t at = 0;
+            while (at < bytes && a[at] == b[at]) ++at;
+            std::fprintf(stderr, "QEVO_SIMD=%s differs from scalar at byte %zu of %zu:", form,
+                         at, bytes);
+            for (size_t i = at - at % sizeof(ref[0]); i < bytes && i < at + 8; ++i)
+                std::fprintf(stderr, " %02x/%02x", a[i], b[i]);
+            std::fprintf(stderr, " (scalar/vector)\n");
             fail("vector form differs from the scalar form");
         }
     }
