@@ -193,10 +193,10 @@ QEVO_API int concat_width(std::vector<TensorMat *> mats, TensorMat *dstMat);
 // semi-planar frames width x height x 1.5 bytes (double precision, truncated).
 // A semi-planar frame is a luma plane of height rows of width bytes, then
 // height / 2 chroma rows of width bytes each, whatever the parity of width (an
-// odd width leaves the last byte of every chroma row unused); that always fits
-// the size above. crop_yuv and pasteNV12Block use the same rows; only
-// resize_bilinear_yuv420sp packs chroma rows of 2 x (width / 2) bytes, which
-// is the same for even widths.
+// odd width leaves the last byte of every chroma row unused): exactly the size
+// above for an even height, and within it for an odd one. crop_yuv and
+// pasteNV12Block use the same rows; only resize_bilinear_yuv420sp packs chroma
+// rows of 2 x (width / 2) bytes, which is the same for even widths.
 // Sizes are computed in 64 bits: a negative dimension or a size above INT_MAX
 // leaves the image without pixels (null data) instead of a wrapped-around
 // allocation, and so does a failed malloc; nothing is ever copied into a null

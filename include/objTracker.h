@@ -232,10 +232,11 @@ QEVO_API int filter_objtrackers(std::vector<OBJTRACK> src_objs, std::vector<OBJT
 // dest (destWidth x destHeight, chroma plane at byte destWidth x destHeight,
 // rows of destWidth bytes) with its top-left corner at (pasteX, pasteY);
 // chroma rows go to pasteY / 2 + y. Chroma rows are as long as luma rows for
-// odd widths too, as in ImageMat and crop_yuv (see imageMat.h). Every row is clipped to the destination: only the parts
-// that fall inside the destination's luma plane (destHeight rows) or chroma
-// plane (destHeight / 2 rows) and inside its width are written. Null pointers
-// or non-positive sizes copy nothing.
+// odd widths too, as in ImageMat and crop_yuv (see imageMat.h). Every row is
+// clipped to the destination: only the parts that fall inside the
+// destination's luma plane (destHeight rows) or chroma plane (destHeight / 2
+// rows) and inside its width are written. Null pointers or non-positive sizes
+// copy nothing.
 QEVO_API void pasteNV12Block(unsigned char *dest, int destWidth, int destHeight, unsigned char *src,
                              int srcWidth, int srcHeight, int pasteX, int pasteY);
 
