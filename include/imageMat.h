@@ -172,8 +172,9 @@ class QEVO_API TensorMat {
 // no element is cut apart, and a join that reports success has copied every
 // source. The element size is the destination's dataByte / elementNum (a
 // destination with no elements receives nothing); the batch join copies each
-// source's dataByte bytes. A join whose destination shape holds no elements
-// (a dimension of 0) returns 0 at once, however large the other dimensions.
+// source's dataByte bytes. A join that copies nothing (a destination shape
+// with a dimension of 0, or a destination that counts no elements) returns 0
+// at once, however large the other dimensions.
 
 // Dispatches on dim (0 batch, 1 depth, 2 height, 3 width) after checking that
 // every tensor has the first one's elementNum ("elenum should be same", 1).

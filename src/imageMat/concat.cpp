@@ -114,12 +114,13 @@ Check check_join(const std::vector<TensorMat *> &mats, int dim, const TensorMat 
         }                                                               \
     } while (0)
 
-// True when the joined tensor has no elements: then no source has any (every
-// extent is at least 0 once the checks pass), and the group counts of the
-// joins below, which may be huge products of the other dimensions, are not
-// even computed.
-bool nothing_to_copy(const TensorMat *dst) {
-    return element_count(dst->batchsize, dst->depth, dst->height, dst->width) == 0;
+// True when a join copies no byte: the joined tensor has no elements (then no
+// source has any, every extent being at least 0 once the checks pass), or
+// the element size is 0 (a destination that counts no elements receives
+// nothing, whatever its shape). The group counts of the joins below, which
+// may be huge products of the other dimensions, are then not even computed.
+bool nothing_to_copy(const TensorMat *dst, long long esize) {
+    return esize == 0 || element_count(dst->batchsize, dst->depth, dst->height, dst->width) == 0;
 }
 
 // Copies, for each of `outer` groups, one block per source in list order; the
@@ -156,7 +157,7 @@ int concat_batch(std::vector<TensorMat *> mats, TensorMat *dstMat) {
 int concat_depth(std::vector<TensorMat *> mats, TensorMat *dstMat) {
     long long esize = 0, total = 0;
     QEVO_CONCAT_REPORT(check_join(mats, kDepth, dstMat, &esize, &total));
-    if (nothing_to_copy(dstMat)) return 0;
+    if (nothing_to_copy(dstMat, esize)) return 0;
     const long long inner = static_cast<long long>(dstMat->height) * dstMat->width;
     copy_blocks(mats, kDepth, dstMat->batchsize, inner, esize, dstMat);
     return 0;
@@ -165,7 +166,7 @@ int concat_depth(std::vector<TensorMat *> mats, TensorMat *dstMat) {
 int concat_height(std::vector<TensorMat *> mats, TensorMat *dstMat) {
     long long esize = 0, total = 0;
     QEVO_CONCAT_REPORT(check_join(mats, kHeight, dstMat, &esize, &total));
-    if (nothing_to_copy(dstMat)) return 0;
+    if (nothing_to_copy(dstMat, esize)) return 0;
     const long long outer = static_cast<long long>(dstMat->batchsize) * dstMat->depth;
     copy_blocks(mats, kHeight, outer, dstMat->width, esize, dstMat);
     return 0;
@@ -174,7 +175,7 @@ int concat_height(std::vector<TensorMat *> mats, TensorMat *dstMat) {
 int concat_width(std::vector<TensorMat *> mats, TensorMat *dstMat) {
     long long esize = 0, total = 0;
     QEVO_CONCAT_REPORT(check_join(mats, kWidth, dstMat, &esize, &total));
-    if (nothing_to_copy(dstMat)) return 0;
+    if (nothing_to_copy(dstMat, esize)) return 0;
     const long long outer =
         static_cast<long long>(dstMat->batchsize) * dstMat->depth * dstMat->height;
     copy_blocks(mats, kWidth, outer, 1, esize, dstMat);
