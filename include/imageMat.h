@@ -106,7 +106,9 @@ class QEVO_API TensorMat {
     // buffer (the record then borrows it and must not outlive it); otherwise
     // dst->dataByte must be at least dataByte and the payload is copied.
     // Fills width, height, depth, dataByte, type, layout and elementNum =
-    // width x height x depth (no batch); timestamp and cfg are not touched.
+    // width x height x depth (no batch; 0 when that product does not fit an
+    // int, as for a tensor of batch 0 with huge other sizes); timestamp and
+    // cfg are not touched.
     // Results: 0 success; 2 when the destination is too small (debug trace
     // "TenMat donot have enough space, [%d]<[%d]", record unchanged); 1 for a
     // null `dst` (nothing done).
@@ -164,11 +166,15 @@ class QEVO_API TensorMat {
 // Besides those, a join is refused (1, debug trace "ConCat error: TensorMat
 // size error") when the list holds a null pointer, a tensor has a negative
 // dimension or a count beyond 31 bits, a buffer (source or destination) is
-// missing or smaller than its shape requires, or the destination's
-// dataByte / elementNum disagrees with the size of its element type; so no
-// buffer is ever overrun and no element is cut apart. The element size is the
-// destination's dataByte / elementNum (a destination with no elements
-// receives nothing); the batch join copies each source's dataByte bytes.
+// missing or smaller than its shape requires, or the destination has
+// elements but its dataByte / elementNum is 0 (fewer bytes than elements) or
+// disagrees with the size of its element type; so no buffer is ever overrun,
+// no element is cut apart, and a join that reports success has copied every
+// source. The element size is the destination's dataByte / elementNum (a
+// destination with no elements receives nothing); the batch join copies each
+// source's dataByte bytes. A join that copies nothing (a destination shape
+// with a dimension of 0, or a destination that counts no elements) returns 0
+// at once, however large the other dimensions.
 
 // Dispatches on dim (0 batch, 1 depth, 2 height, 3 width) after checking that
 // every tensor has the first one's elementNum ("elenum should be same", 1).
@@ -186,6 +192,12 @@ QEVO_API int concat_width(std::vector<TensorMat *> mats, TensorMat *dstMat);
 //
 // Buffer size: width x height x depth bytes for interleaved formats; for
 // semi-planar frames width x height x 1.5 bytes (double precision, truncated).
+// A semi-planar frame is a luma plane of height rows of width bytes, then
+// height / 2 chroma rows of width bytes each, whatever the parity of width (an
+// odd width leaves the last byte of every chroma row unused): exactly the size
+// above for an even height, and within it for an odd one. crop_yuv and
+// pasteNV12Block use the same rows; only resize_bilinear_yuv420sp packs chroma
+// rows of 2 x (width / 2) bytes, which is the same for even widths.
 // Sizes are computed in 64 bits: a negative dimension or a size above INT_MAX
 // leaves the image without pixels (null data) instead of a wrapped-around
 // allocation, and so does a failed malloc; nothing is ever copied into a null
@@ -268,12 +280,15 @@ class QEVO_API ImageMat {
     // than the frame its fields describe (for example an NV21 image built
     // from fields with depth 1, which has no room for chroma) give a default
     // image and print nothing.
-    // Interleaved formats copy rows of depth x width bytes. NV12 and NV21 are
-    // cropped plane by plane: the clamped rectangle is first snapped to the
-    // 2 x 2 chroma grid (left and top edges down to even, width and height
-    // down to even), then the luma rows and the matching chroma rows are
-    // copied into a semi-planar buffer of the cropped size; a rectangle that
-    // snaps to nothing gives a default image.
+    // Interleaved formats copy rows of depth x width bytes (none at all for
+    // depth 0, however many rows). NV12 and NV21 are cropped plane by plane:
+    // the clamped rectangle is first snapped to the 2 x 2 chroma grid (left
+    // and top edges down to even, width and height down to even), then the
+    // luma rows and the matching chroma rows (rows of `width` bytes in the
+    // source, see above; the result's width is even) are copied into a
+    // semi-planar buffer of the cropped size, exactly what crop_yuv gives for
+    // the snapped rectangle; a rectangle that snaps to nothing gives a
+    // default image.
     ImageMat crop(int x1, int y1, int x2, int y2);
 
   private:

@@ -53,6 +53,11 @@ QEVO_API void resize_bilinear_c4(const unsigned char *src, int srcw, int srch, u
 // plane with resize_bilinear_c1, the chroma plane as two channels with
 // resize_bilinear_c2 from srcw / 2 x srch / 2 to w / 2 x h / 2 (all halves
 // truncate). The byte order of a chroma pair does not matter (NV12 and NV21).
+// Chroma rows here are packed, 2 x (srcw / 2) bytes (2 x (w / 2) in dst):
+// for an odd width one byte shorter than the rows of width bytes that
+// ImageMat, crop_yuv and pasteNV12Block use (see imageMat.h). For even widths
+// the two layouts are the same; odd-width frames must be repacked between
+// the two.
 // Refused input: nothing at all is written when `src` or `dst` is null, the
 // frame is smaller than 4 x 4 (the chroma plane needs two taps each way), or
 // w or h is below 1. With w or h equal to 1 the chroma plane is empty and

@@ -27,6 +27,13 @@
 // with m_delable <= 5 is established (toObjInfo returns 0); with m_delable > 5
 // it is stale (toObjInfo returns 1).
 //
+// Counters never overflow. m_delable saturates at INT_MAX: a miss at INT_MAX
+// leaves it there (the track stays stale and deletable), a hit takes one off
+// as always. _nExistCnt, once at INT_MAX, steps back to INT_MAX - 15 (with the
+// 16-tile mosaic; INT_MAX - (tiles - 1) in general) instead of overflowing:
+// it keeps its value modulo the tile count, so the mosaic goes on filling its
+// tiles in order, and it never turns negative.
+//
 // Ownership of the mosaic m_imgBuffer (malloc'd, zero-filled, released with
 // free by the destructor):
 //  - copying a track (copy constructor or copy assignment) duplicates the
@@ -55,13 +62,14 @@ class QEVO_API OBJTRACK {
     int _cls;                                  // class reported for the track (vote winner)
     int _length;                               // number of history entries
     int _nExistCnt;                            // snapshots taken by matched image observations
+                                               // (never overflows, see above)
     int _clsNum;                               // number of classes (size of clsCount)
     float last_x1, last_y1, last_x2, last_y2;  // reference box for velocity and prediction
     int _trackID;                              // identifier given by the association
     float m_vx, m_vy;                          // displacement per frame at the last hit
     std::vector<int> clsCount;                 // votes per class
     std::vector<float> scores;                 // score history, 0 for a miss
-    int m_delable;                             // +1 per miss, -1 per hit, never below 0
+    int m_delable;                             // +1 per miss, -1 per hit, in 0 .. INT_MAX
     float _ymean;                              // mean y-centre of the non-empty history entries
     unsigned char *m_imgBuffer;                // snapshot mosaic, owned; null when none
     QEVO::ImgMat m_imgBufferCV;                // frame descriptor, carried untouched
@@ -172,6 +180,11 @@ class QEVO_API OBJTRACK {
 // whose m_delable then exceeds _length / 2 is dropped. Unmatched detections
 // become new tracks (5 classes, 10 history entries) with identifiers
 // max old identifier + 1, + 2, ... (0 .. n - 1 when there are no old tracks).
+// Identifiers never turn negative (all three forms): one that would pass
+// INT_MAX is instead the smallest non-negative identifier that no track of
+// the returned list holds, so the tracks of a list keep distinct identifiers
+// (if the caller gave them distinct ones); an old track with identifier
+// INT_MAX sends every new track of the call down this path.
 // Carried tracks, then new ones, are appended to objnew (not cleared).
 // Returns 0.
 // Safe inputs: a detection without a patch (block_images shorter than dets)
@@ -216,12 +229,14 @@ QEVO_API int filter_objtrackers(std::vector<OBJTRACK> src_objs, std::vector<OBJT
 
 // Copies the NV12 block src (srcWidth x srcHeight luma bytes, then
 // srcHeight / 2 rows of srcWidth interleaved chroma bytes) into the NV12 image
-// dest (destWidth x destHeight, chroma plane at byte destWidth x destHeight)
-// with its top-left corner at (pasteX, pasteY); chroma rows go to
-// pasteY / 2 + y. Every row is clipped to the destination: only the parts
-// that fall inside the destination's luma plane (destHeight rows) or chroma
-// plane (destHeight / 2 rows) and inside its width are written. Null pointers
-// or non-positive sizes copy nothing.
+// dest (destWidth x destHeight, chroma plane at byte destWidth x destHeight,
+// rows of destWidth bytes) with its top-left corner at (pasteX, pasteY);
+// chroma rows go to pasteY / 2 + y. Chroma rows are as long as luma rows for
+// odd widths too, as in ImageMat and crop_yuv (see imageMat.h). Every row is
+// clipped to the destination: only the parts that fall inside the
+// destination's luma plane (destHeight rows) or chroma plane (destHeight / 2
+// rows) and inside its width are written. Null pointers or non-positive sizes
+// copy nothing.
 QEVO_API void pasteNV12Block(unsigned char *dest, int destWidth, int destHeight, unsigned char *src,
                              int srcWidth, int srcHeight, int pasteX, int pasteY);
 

@@ -35,7 +35,8 @@ class QEVO_API RawReader {
     // uint8/uint16/int16" when refused), then opens `rawfile` for binary
     // reading (debug trace "rawfile open failed" when it does not open) and,
     // once open, stores the four numbers and the type unchecked. A null
-    // `rawfile` counts as a file that does not open (m_rawname stays empty).
+    // `rawfile` counts as a file that does not open (m_rawname stays empty),
+    // and so does a directory (m_rawname holds the path, m_F is null).
     RawReader(const char *rawfile, int width, int height, int channel, int headerLEN,
               QEVO::DATATYPE datatype);
     // Closes the file if the reader holds one.

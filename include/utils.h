@@ -46,7 +46,10 @@ QEVO_API FILE *create_debuginfo(const char *logroot);
 QEVO_API int grab_image(QEVO::ImgMat img);
 
 // Elapsed time from `starttime` to `endtime` in seconds (single precision);
-// negative when endtime lies before starttime.
+// negative when endtime lies before starttime. The microsecond difference is
+// exact for any two values (no overflow, also for uninitialised or sentinel
+// times far apart) and rounded once to single precision before the division
+// by 1000000.
 QEVO_API float getDtimeSecond(struct timeval starttime, struct timeval endtime);
 
 // The same interval in milliseconds: the seconds value multiplied by 1000.
@@ -214,6 +217,16 @@ QEVO_API void crop_img(unsigned char *src, int srcw, int srch, int srcc, int x1,
 // bytes in all. Corners and sizes are used as given, without aligning them to
 // even values: chroma lines up with luma only when x1, y1, cropw and croph are
 // even. An empty or wholly outside rectangle or a null pointer writes nothing.
+// Chroma rows are srcw bytes apart whatever the parity of srcw, as in every
+// semi-planar frame of the library except the resize's (see
+// resize_bilinear_yuv420sp); so the source is srcw x srch + (srch / 2) x srcw
+// bytes, within the library's semi-planar size srcw x srch x 1.5.
+// Only bytes inside the source are read: with an odd top edge (outside the
+// callers' contract) in a frame of odd height, the chroma start falls in the
+// middle of a chroma row and the last chroma row copied would run past the
+// chroma plane; it is copied only as far as the plane reaches, and the
+// destination bytes beyond (its tail, possibly the whole row) are left
+// untouched.
 QEVO_API void crop_yuv(unsigned char *srcYUV, int srcw, int srch, int x1, int y1, int x2, int y2,
                        unsigned char *dstYUV);
 
@@ -226,7 +239,9 @@ QEVO_API void crop_yuv(unsigned char *srcYUV, int srcw, int srch, int x1, int y1
 // std::out_of_range leaves the function at the first border pixel that needs
 // a missing entry, with the bytes before it already written; with all pads 0
 // no entry is read. Always returns 0. A negative pad, a negative size, a null
-// `dst`, or a null `data` for a non-empty image writes nothing (still 0).
+// `dst`, or a null `data` for a non-empty image writes nothing (still 0). An
+// output without bytes (depth 0, or no columns) returns at once, whatever the
+// number of rows.
 QEVO_API int pad_img(QEVO::ImgMat img, int padleft, int padright, int padtop, int padbot,
                      unsigned char *dst, std::vector<int> values);
 
@@ -297,6 +312,9 @@ QEVO_API hash_t hash_(const char *str);
 // as a file: one holding a double quote, backquote, dollar sign, backslash,
 // line break (LF or CR) or NUL, or one starting with '-'. A pipe that cannot
 // be opened gives the debug trace "Error: popen failed" and an empty string.
+// A signal that interrupts the wait for the tool's output (a handler installed
+// without SA_RESTART, such as a periodic timer's) does not cut the output
+// short: the read simply resumes.
 QEVO_API std::string get_md5(const std::string &filename);
 
 // 0 when get_md5(filename) equals `targetMD5` exactly (case-sensitive; two

@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
-# Builds the library and runs the whole test suite twice: a normal build
-# (build/) and one with AddressSanitizer + UndefinedBehaviorSanitizer
-# (build-asan/). Missing Debian packages are installed first. Stops at the
-# first suite that fails; the output ends with ctest's summary.
+# Builds the library and runs the whole test suite: a normal build (build/),
+# one with AddressSanitizer + UndefinedBehaviorSanitizer (build-asan/), the
+# aarch64 cross build under qemu, and the Python module's pytest suite. After
+# them: the normal build's test programs under valgrind, every fuzz target for
+# 20 s, and the ABI check against abi/. Missing Debian packages are installed first.
+# Stops at the first step that fails.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh cmake g++ make pkg-config libgtest-dev libbenchmark-dev libpng-dev \
@@ -26,3 +28,8 @@ run_suite build
 run_suite build-asan -DQEVO_SANITIZE=ON
 bash scripts/test_aarch64.sh
 bash scripts/test_python.sh
+
+# Hardening: memory checker, fuzzing, binary interface.
+bash scripts/memcheck.sh build
+bash scripts/fuzz.sh 20
+bash scripts/check_abi.sh

@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <fstream>
 #include <string>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <type_traits>
 #include <unistd.h>
 #include <vector>
@@ -142,6 +144,24 @@ TEST(Md5, DigestsAgreeWithTheSystemTool) {
     EXPECT_EQ(KIVEX::checkMD5("missing.bin", ""), 0);  // both digests empty
 }
 
+// A signal handler installed without SA_RESTART interrupts the blocking read
+// of the tool's output; the digest must come through all the same.
+TEST(Md5, DigestSurvivesInterruptingSignals) {
+    ScratchDir dir;
+    write_file("abc.txt", "abc");
+    struct sigaction on {
+    }, old{};
+    on.sa_handler = [](int) {};
+    ASSERT_EQ(sigaction(SIGALRM, &on, &old), 0);
+    const itimerval every{{0, 500}, {0, 500}}, stop{};
+    setitimer(ITIMER_REAL, &every, nullptr);
+    std::vector<std::string> got;
+    for (int i = 0; i < 20; ++i) got.push_back(KIVEX::get_md5("abc.txt"));
+    setitimer(ITIMER_REAL, &stop, nullptr);
+    sigaction(SIGALRM, &old, nullptr);
+    EXPECT_EQ(got, std::vector<std::string>(20, "900150983cd24fb0d6963f7d28e17f72"));
+}
+
 TEST(Md5, RefusedNamesNeverReachTheShellAndTracesAreGated) {
     ScratchDir dir;
     // Existing files with refused names, and attempts to run a command through the name.
@@ -174,9 +194,11 @@ TEST(RawReaderStates, RefusedUnopenedAndOpen) {
     ScratchDir dir;
     // 10-byte header, then 3 frames of 4 x 2 x 1 samples of 2 bytes, then 5 stray bytes.
     write_file("frames.raw", std::string(10 + 3 * 16 + 5, '\1'));
-    // Refused data type and missing file: no handle, no size, every call -1.
-    for (const auto &k : {std::make_pair("frames.raw", QEVO::AI_FLOAT),
-                          std::make_pair("absent.raw", QEVO::AI_UINT16)}) {
+    // Refused data type, missing file and a directory: no handle, no size,
+    // every call -1.
+    for (const auto &k :
+         {std::make_pair("frames.raw", QEVO::AI_FLOAT),
+          std::make_pair("absent.raw", QEVO::AI_UINT16), std::make_pair(".", QEVO::AI_UINT8)}) {
         RawReader r(k.first, 4, 2, 1, 10, k.second);
         EXPECT_TRUE(r.m_F == nullptr && r.m_datatype == QEVO::AI_UINT8 && r.m_width == 0);
         EXPECT_TRUE(r.get_frameNum() == -1 && r.set_seek() == -1 && r.read() == -1);

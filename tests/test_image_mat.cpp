@@ -4,12 +4,15 @@
 
 #include <cstdio>
 #include <cstring>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "imageMat.h"
+#include "objTracker.h"
 #include "support.h"
+#include "utils.h"
 
 using namespace QEVO;
 
@@ -171,4 +174,31 @@ TEST(ImageMat, SemiPlanarCropCopiesBothPlanes) {
     // Built from fields, NV21 of depth 1 holds luma only: no chroma to crop.
     ImageMat lumaOnly = make(W, H, 1, NV21, frame, true);
     EXPECT_EQ(lumaOnly.crop(0, 0, 4, 4).data, nullptr);
+}
+
+// Odd widths too: the crop's chroma rows are `width` bytes apart, as in
+// crop_yuv and pasteNV12Block. The crop equals crop_yuv of the snapped
+// rectangle, and pasting it back where it came from changes nothing.
+TEST(ImageMat, SemiPlanarCropAgreesWithCropYuvAndPaste) {
+    std::mt19937 rng(12);
+    qevo_test::capture_stdout([&] {  // the crops' address lines
+        for (int n = 0; n < 300; ++n) {
+            const int W = 3 + static_cast<int>(rng() % 12), H = 2 + static_cast<int>(rng() % 10);
+            std::vector<unsigned char> frame(static_cast<size_t>(W * H * 3 / 2));
+            for (unsigned char &b : frame) b = static_cast<unsigned char>(rng());
+            ImageMat img(record(frame.data(), W, H, 1, NV12), false);
+            const int x1 = static_cast<int>(rng() % W), y1 = static_cast<int>(rng() % H);
+            ImageMat c = img.crop(x1, y1, x1 + 2 + static_cast<int>(rng() % W),
+                                  y1 + 2 + static_cast<int>(rng() % H));
+            if (c.data == nullptr) continue;
+            const int sx = x1 & ~1, sy = y1 & ~1;
+            std::vector<unsigned char> ref(static_cast<size_t>(c.width * c.height * 3 / 2));
+            KIVEX::crop_yuv(frame.data(), W, H, sx, sy, sx + c.width, sy + c.height, ref.data());
+            ASSERT_TRUE(same(c.data, ref.data(), ref.size()))
+                << W << "x" << H << " at " << sx << "," << sy;
+            std::vector<unsigned char> back = frame;
+            pasteNV12Block(back.data(), W, H, c.data, c.width, c.height, sx, sy);
+            ASSERT_EQ(back, frame) << W << "x" << H << " at " << sx << "," << sy;
+        }
+    });
 }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
 #include <vector>
 
@@ -98,6 +99,15 @@ TEST(Snapshots, MosaicTilesFollowMatchedObservationsWhateverThePatchSize) {
     }
     // Spot check of the layout: tile 4 starts at chroma row 32.
     EXPECT_EQ(15, t.m_imgBuffer[kSide * kSide + 32 * kSide]);
+    // The count never overflows, and the tiles keep their order past INT_MAX.
+    t._nExistCnt = INT_MAX - 1;
+    for (int k : {14, 15, 0, 1}) {
+        Patch p(64, 64, static_cast<unsigned char>(50 + k));
+        t.add(det(0, 0, 10, 10), p.img, nullptr);
+        fill_tile(want, k, static_cast<unsigned char>(50 + k));
+        ASSERT_EQ(want, mosaic_of(t)) << "tile " << k;
+        ASSERT_GE(t._nExistCnt, INT_MAX - 15);
+    }
 
     // A patch larger than a tile is cut to the tile: tile 5 gets 64 x 64 of it,
     // nothing spills into its neighbours.

@@ -1,7 +1,9 @@
 // TensorMat: construction and shape lists, export, resizing, norms, addition.
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cmath>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <utility>
@@ -104,6 +106,11 @@ TEST(TensorMat, ExportBorrowsOrCopies) {
     src.push_back(-1.f);
     EXPECT_EQ(room, src);
     EXPECT_EQ(t.toTenMat(nullptr), 1);
+
+    // Batch 0 allows sizes whose product fits no integer: exported as 0.
+    TensorMat huge(0, INT_MAX, INT_MAX, INT_MAX, CHW, AI_FLOAT);
+    EXPECT_EQ(huge.toTenMat(&rec), 0);
+    EXPECT_EQ(rec.elementNum, 0);
 }
 
 TEST(TensorMat, Resize) {
@@ -172,6 +179,7 @@ TEST(TensorMat, NormsAndAddition) {
     TensorMat none(1, 1, 1, 3, CHW, AI_BF16);
     EXPECT_EQ(none.l2_norm() + none.l1_norm() + none.des_l2_norm(), 0);
     TensorMat bytes(1, 1, 1, 6, CHW, AI_UINT8), bytes2(1, 1, 1, 6, CHW, AI_UINT8);
+    std::memset(bytes.data, 1, 6);  // allocated, not cleared: the norms read one float of it
     EXPECT_EQ(bytes.l2_norm() + bytes.l1_norm() + bytes.des_l2_norm(), 0);
     EXPECT_EQ(x.add(&col) + none.add(&x) + x.add(nullptr) + bytes.add(&bytes2), 4);
     EXPECT_EQ(values(x), (std::vector<float>{11, 22, 33}));

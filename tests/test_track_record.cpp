@@ -2,6 +2,7 @@
 // histories, miss balance, read-back codes and copy/move ownership.
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cmath>
 #include <cstring>
 #include <utility>
@@ -109,6 +110,14 @@ TEST(TrackRecord, FullnessStalenessAndReadBack) {
     EXPECT_FLOAT_EQ(40.0f, t._ymean);
     t.add(0, 0, 0, 0, 0, -1);
     EXPECT_FLOAT_EQ(0.0f, t._ymean);  // only empty entries left
+
+    // The balance saturates: a miss at INT_MAX leaves the track stale.
+    t.m_delable = INT_MAX;
+    t.add(0, 0, 0, 0, 0, -1);
+    EXPECT_EQ(INT_MAX, t.m_delable);
+    EXPECT_EQ(1, t.toObjInfo(out));
+    t.add(10, 30, 20, 60, 1.0f, 2);
+    EXPECT_EQ(INT_MAX - 1, t.m_delable);
 }
 
 TEST(TrackRecord, DefaultTrackIsFullAtOnceAndKeepsNothing) {

@@ -2,6 +2,7 @@
 // matching, deletion timing, and the printed lines.
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cmath>
 #include <functional>
 #include <map>
@@ -275,6 +276,26 @@ TEST(UpdateObjtracker, GatedTracesOfTheCopyingForm) {
         "|out loop\n|add new target\n|add new target\n|added new\n"
         "|dets 2, oldtracker 1, newtracker 2\n",
         strip_prefixes(out));
+}
+
+// Identifiers past INT_MAX: the smallest ones that no track of the list
+// holds, in all three forms, instead of negative ones.
+TEST(UpdateObjtracker, IdentifiersNeverTurnNegative) {
+    const std::vector<QEVO::objinfo> d = {det(0, 0, 10, 10), det(100, 0, 110, 10),
+                                          det(200, 0, 210, 10)};
+    const std::vector<int> want = {INT_MAX, 0, 1, 2, 3};
+    Tracks old = {settled(det(500, 500, 520, 520), INT_MAX),
+                  settled(det(600, 500, 620, 520), 0)};
+    Tracks copied;
+    update_objtracker(d, old, copied, 0.3f);
+    EXPECT_EQ(want, ids(copied));
+    qevo_test::capture_stdout([&] { update_objtracker(d, old, 0.3f); });
+    EXPECT_EQ(want, ids(old));
+    Shared shared = {std::make_shared<OBJTRACK>(settled(det(500, 500, 520, 520), INT_MAX)),
+                     std::make_shared<OBJTRACK>(settled(det(600, 500, 620, 520), 0))},
+           next;
+    update_objtracker(d, shared, next, {}, 0.5f, nullptr);
+    EXPECT_EQ(want, ids(next));
 }
 
 TEST(UpdateObjtracker, SharedPointerTracksKeepPatches) {

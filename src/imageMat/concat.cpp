@@ -71,9 +71,11 @@ Check check_join(const std::vector<TensorMat *> &mats, int dim, const TensorMat 
     if (dim != kBatch && dst->elementNum > 0) es = dst->dataByte / dst->elementNum;
     if (es < 0) return Check::size;
     // A destination whose byte count disagrees with its element type would
-    // make the copy cut elements apart.
+    // make the copy cut elements apart; one whose byte count is below its
+    // element count (element size 0) would copy nothing at all.
     const int type_size = QEVO::datatype_size(dst->dataType);
-    if (dim != kBatch && es != 0 && type_size != 0 && es != type_size) return Check::size;
+    if (dim != kBatch && dst->elementNum > 0 && (es == 0 || (type_size != 0 && es != type_size)))
+        return Check::size;
     long long need_dst = 0;
     for (const TensorMat *t : mats) {
         const long long n = element_count(t->batchsize, t->depth, t->height, t->width);
@@ -113,6 +115,15 @@ Check check_join(const std::vector<TensorMat *> &mats, int dim, const TensorMat 
         }                                                               \
     } while (0)
 
+// True when a join copies no byte: the joined tensor has no elements (then no
+// source has any, every extent being at least 0 once the checks pass), or
+// the element size is 0 (a destination that counts no elements receives
+// nothing, whatever its shape). The group counts of the joins below, which
+// may be huge products of the other dimensions, are then not even computed.
+bool nothing_to_copy(const TensorMat *dst, long long esize) {
+    return esize == 0 || element_count(dst->batchsize, dst->depth, dst->height, dst->width) == 0;
+}
+
 // Copies, for each of `outer` groups, one block per source in list order; the
 // block of source n is its extent along the joined dimension times `inner`
 // elements of `esize` bytes.
@@ -147,6 +158,7 @@ int concat_batch(std::vector<TensorMat *> mats, TensorMat *dstMat) {
 int concat_depth(std::vector<TensorMat *> mats, TensorMat *dstMat) {
     long long esize = 0, total = 0;
     QEVO_CONCAT_REPORT(check_join(mats, kDepth, dstMat, &esize, &total));
+    if (nothing_to_copy(dstMat, esize)) return 0;
     const long long inner = static_cast<long long>(dstMat->height) * dstMat->width;
     copy_blocks(mats, kDepth, dstMat->batchsize, inner, esize, dstMat);
     return 0;
@@ -155,6 +167,7 @@ int concat_depth(std::vector<TensorMat *> mats, TensorMat *dstMat) {
 int concat_height(std::vector<TensorMat *> mats, TensorMat *dstMat) {
     long long esize = 0, total = 0;
     QEVO_CONCAT_REPORT(check_join(mats, kHeight, dstMat, &esize, &total));
+    if (nothing_to_copy(dstMat, esize)) return 0;
     const long long outer = static_cast<long long>(dstMat->batchsize) * dstMat->depth;
     copy_blocks(mats, kHeight, outer, dstMat->width, esize, dstMat);
     return 0;
@@ -163,6 +176,7 @@ int concat_height(std::vector<TensorMat *> mats, TensorMat *dstMat) {
 int concat_width(std::vector<TensorMat *> mats, TensorMat *dstMat) {
     long long esize = 0, total = 0;
     QEVO_CONCAT_REPORT(check_join(mats, kWidth, dstMat, &esize, &total));
+    if (nothing_to_copy(dstMat, esize)) return 0;
     const long long outer =
         static_cast<long long>(dstMat->batchsize) * dstMat->depth * dstMat->height;
     copy_blocks(mats, kWidth, outer, 1, esize, dstMat);

@@ -270,10 +270,11 @@ ImageMat ImageMat::crop(int x1, int y1, int x2, int y2) {
     printf("dst.data %p\n", static_cast<void *>(dst.data));
 
     if (semi) {
-        // Luma rows, then chroma rows of (width / 2) pairs each; the crop
+        // Luma rows, then chroma rows, both `width` bytes apart (an odd width
+        // leaves one unused byte at the end of each chroma row); the crop
         // origin is even, so chroma starts at pair cropx1 / 2 of row cropy1 / 2.
         const size_t src_stride = static_cast<size_t>(width);
-        const size_t src_uv_stride = 2 * static_cast<size_t>(width / 2);
+        const size_t src_uv_stride = src_stride;
         const unsigned char *sy = data + src_stride * cropy1 + cropx1;
         unsigned char *dy = dst.data;
         for (int r = 0; r < h; ++r) {
@@ -294,7 +295,8 @@ ImageMat ImageMat::crop(int x1, int y1, int x2, int y2) {
         const size_t src_stride = static_cast<size_t>(width) * depth;
         const unsigned char *src = data + src_stride * cropy1 + static_cast<size_t>(depth) * cropx1;
         unsigned char *out = dst.data;
-        for (int r = 0; r < h; ++r) {
+        // A depth of 0 has no bytes to copy, however many rows it spans.
+        for (int r = 0; r < h && row > 0; ++r) {
             std::memcpy(out, src, row);
             out += row;
             src += src_stride;

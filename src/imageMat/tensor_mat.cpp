@@ -1,5 +1,6 @@
 // TensorMat: construction from shapes or shape lists, destruction, moves and
 // export into a TenMat record.
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -214,6 +215,12 @@ int TensorMat::toTenMat(QEVO::TenMat *dst) {
     dst->dataByte = static_cast<size_t>(static_cast<long long>(dataByte));
     dst->type = dataType;
     dst->layout = layout;
-    dst->elementNum = static_cast<int>(static_cast<long long>(width) * height * depth);
+    // width x height x depth can exceed every integer for a tensor without
+    // elements (batch 0) or one left empty; such a product is exported as 0.
+    long long count = width;
+    const bool fits = !__builtin_mul_overflow(count, static_cast<long long>(height), &count) &&
+                      !__builtin_mul_overflow(count, static_cast<long long>(depth), &count) &&
+                      count >= INT_MIN && count <= INT_MAX;
+    dst->elementNum = fits ? static_cast<int>(count) : 0;
     return 0;
 }

@@ -1,6 +1,8 @@
 // Frame-to-frame association: greedy matching of tracks to detections, empty
 // observations for unmatched tracks, deletion of stale full tracks and new
 // tracks for unmatched detections, in three overloads.
+#include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstdio>
 #include <memory>
@@ -70,10 +72,27 @@ void add_miss(OBJTRACK &t) { t.add(0.0f, 0.0f, 0.0f, 0.0f, 0.0f, -1); }
 // history is deleted.
 bool should_delete(OBJTRACK &t) { return t.m_delable > t._length / 2 && t.isFull(); }
 
-// Identifier arithmetic without signed overflow (wraps like the hardware).
-int next_id(int base, long long offset) {
-    return static_cast<int>(static_cast<unsigned int>(base) +
-                            static_cast<unsigned int>(static_cast<unsigned long long>(offset)));
+const OBJTRACK *track_of(const OBJTRACK &t) { return &t; }
+const OBJTRACK *track_of(const std::shared_ptr<OBJTRACK> &t) { return t.get(); }
+
+// Identifier of a new track: `wanted` while it fits an int. Past INT_MAX, the
+// smallest non-negative identifier that no track of `tracks` holds, so
+// identifiers never turn negative and never repeat within the list.
+template <typename List>
+int new_track_id(long long wanted, const List &tracks) {
+    if (wanted <= INT_MAX) return static_cast<int>(wanted);
+    std::vector<int> used;
+    for (const auto &t : tracks) {
+        const OBJTRACK *p = track_of(t);
+        if (p != nullptr && p->_trackID >= 0) used.push_back(p->_trackID);
+    }
+    std::sort(used.begin(), used.end());
+    int id = 0;
+    for (int u : used) {
+        if (u > id) break;
+        if (u == id) ++id;
+    }
+    return id;
 }
 
 // Patch of detection i, or an empty patch (no data) when the list is short.
@@ -153,10 +172,11 @@ int update_objtracker(std::vector<QEVO::objinfo> dets,
     for (size_t i = 0; i < dets.size(); ++i) {
         if (mask[i] == 1) continue;
         QEVO_TRACE("add new target\n");
-        MtrackerID = next_id(MtrackerID, 1);
+        const long long wanted = static_cast<long long>(MtrackerID) + 1;
+        if (wanted <= INT_MAX) MtrackerID = static_cast<int>(wanted);
         auto t = std::make_shared<OBJTRACK>(dets[i], patch_of(block_images, i), kSnapshotClasses,
                                             kTrackLength, copy_img);
-        t->_trackID = MtrackerID;
+        t->_trackID = new_track_id(wanted, objnew);
         objnew.push_back(std::move(t));
         QEVO_TRACE("added new\n");
     }
@@ -226,7 +246,8 @@ int update_objtracker(std::vector<QEVO::objinfo> dets, std::vector<OBJTRACK> obj
         QEVO_TRACE("add new target\n");
         if (mask[i] == 1) continue;
         objnew.emplace_back(dets[i], kOverlapClasses, kTrackLength);
-        objnew.back()._trackID = next_id(MtrackerID, 1 + static_cast<long long>(i));
+        objnew.back()._trackID = new_track_id(
+            static_cast<long long>(MtrackerID) + 1 + static_cast<long long>(i), objnew);
         QEVO_TRACE("added new\n");
     }
     QEVO_TRACE("dets %d, oldtracker %d, newtracker %d\n", detsNum, trackerNum,
@@ -301,7 +322,8 @@ int update_objtracker(std::vector<QEVO::objinfo> dets, std::vector<OBJTRACK> &ob
         if (mask[i] == 1) continue;
         std::puts("new");
         objtrackers.emplace_back(dets[i], kOverlapClasses, kTrackLength);
-        objtrackers.back()._trackID = next_id(MtrackerID, 1 + static_cast<long long>(i));
+        objtrackers.back()._trackID = new_track_id(
+            static_cast<long long>(MtrackerID) + 1 + static_cast<long long>(i), objtrackers);
         std::puts("added new");
     }
     std::printf("dets %d, oldtracker %d\n", detsNum, static_cast<int>(objtrackers.size()));

@@ -1,5 +1,6 @@
 // The track record: construction, copying, observation steps, trimming and
 // read-back.
+#include <climits>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -273,7 +274,7 @@ bool observe(OBJTRACK &t, const Observation &o, float cx, float cy) {
     }
     if (o.y2 == 0.0f) {
         t.scores.push_back(0.0f);
-        t.m_delable += 1;
+        if (t.m_delable < INT_MAX) t.m_delable += 1;  // saturates instead of overflowing
         t._x1 = o.x1;
         t._y1 = o.y1;
         t._x2 = o.x2;
@@ -281,7 +282,7 @@ bool observe(OBJTRACK &t, const Observation &o, float cx, float cy) {
         return false;
     }
     t.scores.push_back(o.score);
-    t.m_delable = t.m_delable - 1 > 0 ? t.m_delable - 1 : 0;
+    t.m_delable = t.m_delable > 1 ? t.m_delable - 1 : 0;
     t.m_vx = displacement(cx, t.last_x1, t.last_x2);
     t.m_vy = displacement(cy, t.last_y1, t.last_y2);
     if (t._x2 != 0.0f) {
@@ -364,7 +365,13 @@ void OBJTRACK::add(QEVO::objinfo det, QEVO::ImgMat block_image, QEVO::ImgMat *im
                                       m_subimgSize[0], m_subimgSize[1], perRow, k, block_image);
         }
         QEVO_TRACE("********finish_past_crop_to_images******** ");
-        _nExistCnt += 1;
+        // At INT_MAX the count steps back by m_imgnum - 1 instead of
+        // overflowing: the value stays the same modulo m_imgnum as the true
+        // count, so the tiles keep their order.
+        if (_nExistCnt < INT_MAX)
+            _nExistCnt += 1;
+        else
+            _nExistCnt = m_imgnum > 0 ? INT_MAX - (m_imgnum - 1) : INT_MAX;
     }
     _length += 1;
     update();

@@ -23,6 +23,13 @@ RawReader::RawReader(const char *rawfile, int width, int height, int channel, in
     if (rawfile != nullptr) {
         m_rawname = rawfile;
         m_F = std::fopen(rawfile, "rb");
+        // fopen succeeds on a directory, but no frame can ever be read from
+        // one: it counts as a file that does not open.
+        struct stat st;
+        if (m_F != nullptr && (fstat(fileno(m_F), &st) != 0 || S_ISDIR(st.st_mode))) {
+            std::fclose(m_F);
+            m_F = nullptr;
+        }
     }
     if (m_F == nullptr) {
         QEVO_TRACE("rawfile open failed");

@@ -76,8 +76,13 @@ int grab_image(QEVO::ImgMat img) {
 }
 
 float getDtimeSecond(struct timeval starttime, struct timeval endtime) {
-    const long long usec = static_cast<long long>(endtime.tv_sec - starttime.tv_sec) * 1000000LL +
-                           static_cast<long long>(endtime.tv_usec - starttime.tv_usec);
+    // The microsecond count in 128 bits: any two times, sentinels such as
+    // LLONG_MIN included, give the exact difference (below 2^85 in size),
+    // rounded once to single precision. Where the count fits 64 bits this is
+    // the same value as a 64-bit count converted to float.
+    const __int128 usec =
+        (static_cast<__int128>(endtime.tv_sec) - starttime.tv_sec) * 1000000 +
+        (static_cast<__int128>(endtime.tv_usec) - starttime.tv_usec);
     return static_cast<float>(usec) / 1000000.0f;
 }
 

@@ -1,4 +1,5 @@
 // MD5 digests of files through the system's md5sum tool.
+#include <cerrno>
 #include <cstdio>
 #include <string>
 
@@ -32,9 +33,19 @@ std::string get_md5(const std::string &filename) {
         QEVO_TRACE("Error: popen failed");
         return std::string();
     }
+    // Byte by byte, so that a read interrupted by a signal (a handler
+    // installed without SA_RESTART) loses nothing and simply goes on.
     std::string result;
-    char buffer[128];
-    while (std::fgets(buffer, sizeof buffer, pipe) != nullptr) result += buffer;
+    for (;;) {
+        const int c = std::getc(pipe);
+        if (c != EOF) {
+            result += static_cast<char>(c);
+        } else if (std::ferror(pipe) && errno == EINTR) {
+            std::clearerr(pipe);
+        } else {
+            break;
+        }
+    }
     pclose(pipe);
     if (result.size() < 32) {
         QEVO_TRACE("Error: Failed to compute MD5 for %s", filename.c_str());

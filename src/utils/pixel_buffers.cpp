@@ -67,8 +67,7 @@ void crop_yuv(unsigned char *srcYUV, int srcw, int srch, int x1, int y1, int x2,
     if (r.empty() || srcYUV == nullptr || dstYUV == nullptr) return;
     const long long srcWstride = srcw;
     const unsigned char *pY1 = srcYUV + r.y1 * srcWstride + r.x1;
-    const unsigned char *pUV1 =
-        srcYUV + static_cast<long long>(srch) * srcWstride + (r.y1 * srcWstride) / 2 + r.x1;
+    const unsigned char *pUV = srcYUV + static_cast<long long>(srch) * srcWstride;
     const long long dstWstride = r.w;
     unsigned char *pTarY = dstYUV;
     unsigned char *pTarUV = dstYUV + r.w * r.h;
@@ -76,8 +75,16 @@ void crop_yuv(unsigned char *srcYUV, int srcw, int srch, int x1, int y1, int x2,
     for (long long i = 0; i < r.h; ++i) {
         std::memcpy(pTarY + i * dstWstride, pY1 + i * srcWstride, row);
     }
+    // With an odd top edge in a frame of odd height the last chroma row would
+    // run past the chroma plane (srch / 2 rows of srcw bytes): only the part
+    // inside the plane is copied, the rest of that destination row is left
+    // as it was.
+    const long long uvStart = (r.y1 * srcWstride) / 2 + r.x1;  // byte offsets in the plane
+    const long long uvSize = static_cast<long long>(srch / 2) * srcWstride;
     for (long long i = 0; i < r.h / 2; ++i) {
-        std::memcpy(pTarUV + i * dstWstride, pUV1 + i * srcWstride, row);
+        const long long from = uvStart + i * srcWstride;
+        const long long n = from + dstWstride <= uvSize ? dstWstride : uvSize - from;
+        if (n > 0) std::memcpy(pTarUV + i * dstWstride, pUV + from, static_cast<size_t>(n));
     }
 }
 
@@ -94,6 +101,7 @@ int pad_img(QEVO::ImgMat img, int padleft, int padright, int padtop, int padbot,
     const long long dstH = imgH + padtop + padbot;
     const long long dstwstride = dstW * imgC;
     const int channels = img.depth;
+    if (dstwstride == 0) return 0;  // no byte to write, however many rows
     // The loops below are the definition; the vector fills write the same bytes.
     if (qevo_simd::pad_with_fills(data, imgW, imgH, channels, padleft, padright, padtop, padbot,
                                   dst, values))
