@@ -76,7 +76,9 @@ QEVO_API float single_bilinear(float x, int x0, int x1, float data0, float data1
 // worked out in double precision and rounded to single, with source indices
 // clamped to the plane (so a same-size resize is not a copy). A source of one
 // column or one row is valid. Refused input (nothing written): a null pointer,
-// or any of srcw, srch, dstw, dsth below 1.
+// or any of srcw, srch, dstw, dsth below 1. The vector forms give the scalar
+// form's bits for every result but a NaN: from NaN input a NaN comes out on
+// every form, with a payload that may differ.
 QEVO_API void resize_bilinear_float_c1(float *src, int srcw, int srch, float *dst, int dstw,
                                        int dsth);
 
