@@ -57,7 +57,7 @@ int nv12_to_rgb(const unsigned char *y, int y_stride, const unsigned char *uv, i
 
 int nv12_to_rgb(const unsigned char *src, int width, int height, unsigned char *dst, bool bgr,
                 bool nv21, ColorMatrix matrix) {
-    if (src == nullptr || width > INT_MAX / 3) return 1;
+    if (src == nullptr || width < 2 || width > INT_MAX / 3) return 1;
     const unsigned char *uv = width > 0 && height > 0
                                   ? src + static_cast<size_t>(width) * static_cast<size_t>(height)
                                   : src;
