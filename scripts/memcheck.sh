@@ -48,8 +48,9 @@ def check(item):
     log = os.path.join(logs, os.path.basename(prog) + '.log')
     start = time.time()
     with open(log, 'w') as f:
+        # The program's own report (a failed assertion) goes to the log too.
         rc = subprocess.call(valgrind + ['--log-fd=2'] + argv, cwd=cwd, env=env,
-                             stdout=subprocess.DEVNULL, stderr=f)
+                             stdout=f, stderr=subprocess.STDOUT)
     return prog, rc, time.time() - start, log
 
 failed = 0
