@@ -178,12 +178,13 @@ QEVO_API size_t tensor_bytes(const TensorParams &params);
 // and, when `placement` is not null, reports where the picture went.
 // Returns 0.
 // Returns 1, writing nothing to dst or placement, when: a pointer (frame.y,
-// frame.uv, dst) is null; a float output is not aligned for floats; the frame size is odd or below
-// 4; a frame stride is below the width; dst_width or dst_height is below 2; format, fit or matrix
-// is outside its enumeration; dst_bytes is below tensor_bytes(params); the source rectangle (not
-// all 0) is empty after clamping or narrower or lower than 4 pixels after widening; a size does not
-// fit the integer arithmetic; or the working storage cannot be allocated. The output must not
-// overlap the frame.
+// frame.uv, dst) is null; a float output is not aligned for floats; the
+// frame size is odd or below 4; a frame stride is below the width;
+// dst_width or dst_height is below 2; format, fit or matrix is outside its
+// enumeration; dst_bytes is below tensor_bytes(params); the source rectangle
+// (not all 0) is empty after clamping or narrower or lower than 4 pixels
+// after widening; a size does not fit the integer arithmetic; or the working
+// storage cannot be allocated. The output must not overlap the frame.
 QEVO_API int nv12_to_tensor(const Nv12Frame &frame, const TensorParams &params, void *dst,
                             size_t dst_bytes, TensorPlacement *placement = nullptr);
 
