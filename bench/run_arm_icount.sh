@@ -2,7 +2,7 @@
 # Counts executed aarch64 instructions per call of this library (NEON path and
 # scalar path) and of its peers (Debian's arm64 OpenCV and libyuv) on the same
 # inputs, under qemu-aarch64 with the arm-icount plugin, and writes the table
-# to bench/RESULTS_arm.md.
+# to its section of bench/RESULTS.md.
 #   bench/run_arm_icount.sh [PATTERN]
 # With a PATTERN (a grep -E expression on the case names) only the matching
 # cases run and the table goes to standard output alone.
@@ -92,7 +92,7 @@ fi
 cpu=$(grep -m1 'model name' /proc/cpuinfo | cut -d: -f2- | sed 's/^ *//')
 versions=$(dpkg-query -W -f='${Package} ${Version}; ' libopencv-imgproc406:arm64 libyuv0:arm64)
 {
-  echo "# aarch64 instruction counts"
+  echo "## aarch64: executed instructions against OpenCV and libyuv"
   echo
   echo "Produced by \`bench/run_arm_icount.sh\` on $(date -u '+%Y-%m-%d %H:%M UTC')."
   echo
@@ -112,6 +112,6 @@ versions=$(dpkg-query -W -f='${Package} ${Version}; ' libopencv-imgproc406:arm64
   echo "  Advanced SIMD data-processing and load/store instructions over all counted ones."
   echo
   cat "$table"
-} > bench/RESULTS_arm.md
-rm -f "$table"
-echo "wrote bench/RESULTS_arm.md"
+} > "$table.md"
+bash bench/results_section.sh aarch64 "$table.md"
+rm -f "$table" "$table.md"

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds and runs the peer benchmark (this library against OpenCV and libyuv,
-# single-threaded, on the same inputs) and writes bench/RESULTS.md: the CPU
-# model, the machine's load, and the table of times and ratios.
+# single-threaded, on the same inputs) and writes its section of
+# bench/RESULTS.md: the CPU model, the machine's load, and the table of times
+# and ratios.
 #   bench/run_peers.sh [extra Google Benchmark flags]
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -19,7 +20,7 @@ load_after=$(cut -d' ' -f1-3 /proc/loadavg)
 
 cpu=$(grep -m1 'model name' /proc/cpuinfo | cut -d: -f2- | sed 's/^ *//')
 {
-  echo "# Peer benchmark"
+  echo "## x86-64: time against OpenCV and libyuv"
   echo
   echo "Produced by \`bench/run_peers.sh\` on $(date -u '+%Y-%m-%d %H:%M UTC')."
   echo
@@ -42,6 +43,6 @@ cpu=$(grep -m1 'model name' /proc/cpuinfo | cut -d: -f2- | sed 's/^ *//')
   echo
   sed -n '/^| per element/,/^$/p' "$out"
   grep '^OpenCV' "$out" || true
-} > bench/RESULTS.md
-rm -f "$out"
-echo "wrote bench/RESULTS.md"
+} > "$out.md"
+bash bench/results_section.sh x86 "$out.md"
+rm -f "$out" "$out.md"
