@@ -138,11 +138,11 @@ bool RowResizer::init(int n, const unsigned char *src, int srcw, int srch, int s
     ibeta_ = reinterpret_cast<short *>(buf_ + w + h + w);
     axis_table(srcw, w, n, xofs_, ialpha_);
     axis_table(srch, h, 1, yofs_, ibeta_);
-    plan_ = nullptr;
-    if (paths_->plan != nullptr) {
-        plan_ = reinterpret_cast<unsigned char *>(buf_) + plan_offset;
-        paths_->plan(n, xofs_, ialpha_, w, static_cast<int>(row_src), plan_);
-    }
+    // The path's column plan is worked out at the first row: a whole-image
+    // 2:1 shrink (halve_all) never needs it.
+    plan_ = paths_->plan != nullptr ? reinterpret_cast<unsigned char *>(buf_) + plan_offset
+                                    : nullptr;
+    planned_ = false;
 
     src_ = src;
     n_ = n;
@@ -164,6 +164,10 @@ bool RowResizer::halve_all(unsigned char *dst, int stride) const {
 
 void RowResizer::row(int dy, unsigned char *out) {
     const int row_bytes = srcw_ * n_;
+    if (!planned_) {
+        if (plan_ != nullptr) paths_->plan(n_, xofs_, ialpha_, w_, row_bytes, plan_);
+        planned_ = true;
+    }
     const int sy = yofs_[dy];
     if (sy == prev_sy1_) {
         // both rows already cached

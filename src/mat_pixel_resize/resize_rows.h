@@ -42,6 +42,7 @@ class RowResizer {
     int n_ = 0, srcw_ = 0, srcstride_ = 0, w_ = 0, h_ = 0;
     int *buf_ = nullptr;    // xofs, yofs, ialpha, ibeta, then the path's plan
     void *plan_ = nullptr;  // the path's per-call column tables, or null
+    bool planned_ = false;  // plan_ filled (at the first row)
     int *xofs_ = nullptr, *yofs_ = nullptr;
     short *ialpha_ = nullptr, *ibeta_ = nullptr;
     short *rows0_ = nullptr, *rows1_ = nullptr;
