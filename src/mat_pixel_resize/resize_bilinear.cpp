@@ -140,8 +140,8 @@ bool RowResizer::init(int n, const unsigned char *src, int srcw, int srch, int s
     axis_table(srch, h, 1, yofs_, ibeta_);
     // The path's column plan is worked out at the first row: a whole-image
     // 2:1 shrink (halve_all) never needs it.
-    plan_ = paths_->plan != nullptr ? reinterpret_cast<unsigned char *>(buf_) + plan_offset
-                                    : nullptr;
+    plan_ =
+        paths_->plan != nullptr ? reinterpret_cast<unsigned char *>(buf_) + plan_offset : nullptr;
     planned_ = false;
 
     src_ = src;
