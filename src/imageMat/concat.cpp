@@ -115,20 +115,24 @@ Check check_join(const std::vector<TensorMat *> &mats, int dim, const TensorMat 
         }                                                               \
     } while (0)
 
-// True when a join copies no byte: the joined tensor has no elements (then no
-// source has any, every extent being at least 0 once the checks pass), or
-// the element size is 0 (a destination that counts no elements receives
-// nothing, whatever its shape). The group counts of the joins below, which
-// may be huge products of the other dimensions, are then not even computed.
-bool nothing_to_copy(const TensorMat *dst, long long esize) {
-    return esize == 0 || element_count(dst->batchsize, dst->depth, dst->height, dst->width) == 0;
-}
-
-// Copies, for each of `outer` groups, one block per source in list order; the
-// block of source n is its extent along the joined dimension times `inner`
-// elements of `esize` bytes.
-void copy_blocks(const std::vector<TensorMat *> &mats, int dim, long long outer, long long inner,
-                 long long esize, TensorMat *dst) {
+// Copies the sources into the destination along `dim` (depth, height or
+// width): for each group of the dimensions before `dim`, one block per
+// source in list order, the block of source n being its extent along `dim`
+// times `inner` (the product of the dimensions after it) elements of `esize`
+// bytes. A join that copies no byte returns at once, before any group count
+// is formed: the joined tensor has no elements (then no source has any,
+// every extent being at least 0 once the checks pass), or the element size
+// is 0 (a destination that counts no elements receives nothing, whatever its
+// shape). The group count, a product of the other dimensions that may be
+// huge, is then never walked.
+void copy_blocks(const std::vector<TensorMat *> &mats, int dim, long long esize, TensorMat *dst) {
+    if (esize == 0 || element_count(dst->batchsize, dst->depth, dst->height, dst->width) <= 0)
+        return;
+    // With at least one element every dimension is positive and the whole
+    // count fits, so neither product overflows.
+    const long long b = dst->batchsize, d = dst->depth, h = dst->height, w = dst->width;
+    const long long outer = dim == kDepth ? b : dim == kHeight ? b * d : b * d * h;
+    const long long inner = dim == kDepth ? h * w : dim == kHeight ? w : 1;
     unsigned char *out = static_cast<unsigned char *>(dst->data);
     for (long long g = 0; g < outer; ++g) {
         for (const TensorMat *t : mats) {
@@ -158,28 +162,21 @@ int concat_batch(std::vector<TensorMat *> mats, TensorMat *dstMat) {
 int concat_depth(std::vector<TensorMat *> mats, TensorMat *dstMat) {
     long long esize = 0, total = 0;
     QEVO_CONCAT_REPORT(check_join(mats, kDepth, dstMat, &esize, &total));
-    if (nothing_to_copy(dstMat, esize)) return 0;
-    const long long inner = static_cast<long long>(dstMat->height) * dstMat->width;
-    copy_blocks(mats, kDepth, dstMat->batchsize, inner, esize, dstMat);
+    copy_blocks(mats, kDepth, esize, dstMat);
     return 0;
 }
 
 int concat_height(std::vector<TensorMat *> mats, TensorMat *dstMat) {
     long long esize = 0, total = 0;
     QEVO_CONCAT_REPORT(check_join(mats, kHeight, dstMat, &esize, &total));
-    if (nothing_to_copy(dstMat, esize)) return 0;
-    const long long outer = static_cast<long long>(dstMat->batchsize) * dstMat->depth;
-    copy_blocks(mats, kHeight, outer, dstMat->width, esize, dstMat);
+    copy_blocks(mats, kHeight, esize, dstMat);
     return 0;
 }
 
 int concat_width(std::vector<TensorMat *> mats, TensorMat *dstMat) {
     long long esize = 0, total = 0;
     QEVO_CONCAT_REPORT(check_join(mats, kWidth, dstMat, &esize, &total));
-    if (nothing_to_copy(dstMat, esize)) return 0;
-    const long long outer =
-        static_cast<long long>(dstMat->batchsize) * dstMat->depth * dstMat->height;
-    copy_blocks(mats, kWidth, outer, 1, esize, dstMat);
+    copy_blocks(mats, kWidth, esize, dstMat);
     return 0;
 }
 
