@@ -6,8 +6,12 @@
 # earlier runs kept in build-fuzz/corpus/<name>. Ends with one line per
 # target: executions, coverage (edges), crashes. Any crash, leak or timeout
 # leaves its input in build-fuzz/artifacts/<name>/ and makes the script fail.
+# FUZZ_SEED fixes libFuzzer's random seed: the test command's short run uses
+# one, so that a given tree mutates the same inputs on every run and its
+# result does not depend on luck; long exploratory runs leave it unset and
+# get a fresh seed each time.
 #
-#   scripts/fuzz.sh [SECONDS [TARGET...]]     (all targets when none is named)
+#   [FUZZ_SEED=N] scripts/fuzz.sh [SECONDS [TARGET...]]   (all targets when none is named)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
@@ -38,8 +42,10 @@ for name in "${targets[@]}"; do
   # Absolute paths: a target may change its working directory.
   seeds=("$root/fuzz/corpus/$name")
   [ -d "$root/fuzz/regressions/$name" ] && seeds+=("$root/fuzz/regressions/$name")
+  seed=()
+  [ -n "${FUZZ_SEED:-}" ] && seed=(-seed="$FUZZ_SEED")
   rc=0
-  "$dir/fuzz/fuzz_$name" -max_total_time="$seconds" -timeout=10 -max_len=4096 \
+  "$dir/fuzz/fuzz_$name" "${seed[@]}" -max_total_time="$seconds" -timeout=10 -max_len=4096 \
     -print_final_stats=1 -artifact_prefix="$artifacts/" \
     "$work" "${seeds[@]}" >"$log" 2>&1 || rc=$?
   execs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -1)

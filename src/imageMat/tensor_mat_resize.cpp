@@ -67,9 +67,12 @@ inline int nearest_index(int i, float scale, int n) {
 
 // The nearest resize of all planes by the chosen vector form, with the source
 // indices of every output column and row worked out once; false when there is
-// none or it could not run (nothing written then).
+// none or it could not run (nothing written then). A tensor without planes has
+// nothing to write, and its index tables would be sized by the request alone
+// (up to INT_MAX columns), so it returns at once.
 bool resize_nearest_vector(const float *in, int width, int height, float *out, int newwidth,
                            int newheight, long long planes, float w_scale, float h_scale) {
+    if (planes < 1) return true;
     const qevo_simd::FloatResizePaths *paths = qevo_simd::float_resize_paths();
     if (paths == nullptr) return false;
     auto *cols = static_cast<qevo_simd::Tap *>(
