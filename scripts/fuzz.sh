@@ -6,10 +6,11 @@
 # earlier runs kept in build-fuzz/corpus/<name>. Ends with one line per
 # target: executions, coverage (edges), crashes. Any crash, leak or timeout
 # leaves its input in build-fuzz/artifacts/<name>/ and makes the script fail.
-# FUZZ_SEED fixes libFuzzer's random seed: the test command's short run uses
-# one, so that a given tree mutates the same inputs on every run and its
-# result does not depend on luck; long exploratory runs leave it unset and
-# get a fresh seed each time.
+# FUZZ_SEED fixes libFuzzer's random seed. The test command's short run uses
+# one so that its runs of a given tree start from the same mutations; they
+# still drift apart somewhat (the coverage feedback differs a little from run
+# to run), so a fixed seed narrows the role of luck without removing it. Long
+# exploratory runs leave it unset and get a fresh seed each time.
 #
 #   [FUZZ_SEED=N] scripts/fuzz.sh [SECONDS [TARGET...]]   (all targets when none is named)
 set -euo pipefail
