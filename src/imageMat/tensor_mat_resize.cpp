@@ -65,32 +65,35 @@ inline int nearest_index(int i, float scale, int n) {
     return s > n - 1 ? n - 1 : s;
 }
 
-// The nearest resize of all planes by the chosen vector form, with the source
-// indices of every output column and row worked out once; false when there is
-// none or it could not run (nothing written then). A tensor without planes has
-// nothing to write, and its index tables would be sized by the request alone
-// (up to INT_MAX columns), so it returns at once.
-bool resize_nearest_vector(const float *in, int width, int height, float *out, int newwidth,
-                           int newheight, long long planes, float w_scale, float h_scale) {
-    if (planes < 1) return true;
-    const qevo_simd::FloatResizePaths *paths = qevo_simd::float_resize_paths();
-    if (paths == nullptr) return false;
-    auto *cols = static_cast<qevo_simd::Tap *>(
-        std::malloc(sizeof(qevo_simd::Tap) * static_cast<size_t>(newwidth)));
-    int *rows = static_cast<int *>(std::malloc(sizeof(int) * static_cast<size_t>(newheight)));
-    bool done = false;
-    if (cols != nullptr && rows != nullptr) {
+// Source indices of every output column and row of a nearest resize, worked
+// out once per call; both null when they cannot be allocated.
+struct NearestTaps {
+    qevo_simd::Tap *cols;  // cols[x].i0: source column of output column x
+    int *rows;
+    NearestTaps(int width, int height, int newwidth, int newheight, float w_scale, float h_scale)
+        : cols(static_cast<qevo_simd::Tap *>(
+              std::malloc(sizeof(qevo_simd::Tap) * static_cast<size_t>(newwidth)))),
+          rows(static_cast<int *>(std::malloc(sizeof(int) * static_cast<size_t>(newheight)))) {
+        if (cols == nullptr || rows == nullptr) {
+            std::free(cols);
+            std::free(rows);
+            cols = nullptr;
+            rows = nullptr;
+            return;
+        }
         for (int x = 0; x < newwidth; ++x) {
             const int sx = nearest_index(x, w_scale, width);
             cols[x] = qevo_simd::Tap{sx, sx, 0.f};
         }
         for (int y = 0; y < newheight; ++y) rows[y] = nearest_index(y, h_scale, height);
-        done = paths->nearest(in, width, height, out, newwidth, newheight, planes, cols, rows);
     }
-    std::free(cols);
-    std::free(rows);
-    return done;
-}
+    ~NearestTaps() {
+        std::free(cols);
+        std::free(rows);
+    }
+    NearestTaps(const NearestTaps &) = delete;
+    NearestTaps &operator=(const NearestTaps &) = delete;
+};
 
 }  // namespace
 
@@ -120,20 +123,29 @@ int TensorMat::resize_nearest_nchw(int newwidth, int newheight) {
     float *out = static_cast<float *>(std::malloc(alloc_size(plan.new_bytes, offset)));
     if (out == nullptr) return 1;
     const float *in = static_cast<const float *>(data);
-    float *o = out;
-    // The loop is the definition; the vector forms give the same floats.
-    if (!resize_nearest_vector(in, width, height, out, newwidth, newheight, plan.planes, w_scale,
-                               h_scale)) {
-        for (long long p = 0; p < plan.planes; ++p) {
-            for (int y = 0; y < newheight; ++y) {
-                const int sy = nearest_index(y, h_scale, height);
-                const float *src_row = in + static_cast<size_t>(sy) * static_cast<size_t>(width);
-                float *dst_row = o + static_cast<size_t>(y) * static_cast<size_t>(newwidth);
-                for (int x = 0; x < newwidth; ++x)
-                    dst_row[x] = src_row[nearest_index(x, w_scale, width)];
+    // A tensor without planes has nothing to write; its index tables would be
+    // sized by the request alone (up to INT_MAX columns).
+    if (plan.planes > 0) {
+        const NearestTaps taps(width, height, newwidth, newheight, w_scale, h_scale);
+        if (taps.cols == nullptr) {
+            std::free(out);
+            return 1;
+        }
+        const qevo_simd::FloatResizePaths *paths = qevo_simd::float_resize_paths();
+        // The loop is the definition; the vector forms give the same floats.
+        if (paths == nullptr || !paths->nearest(in, width, height, out, newwidth, newheight,
+                                                plan.planes, taps.cols, taps.rows)) {
+            float *o = out;
+            for (long long p = 0; p < plan.planes; ++p) {
+                for (int y = 0; y < newheight; ++y) {
+                    const float *src_row =
+                        in + static_cast<size_t>(taps.rows[y]) * static_cast<size_t>(width);
+                    float *dst_row = o + static_cast<size_t>(y) * static_cast<size_t>(newwidth);
+                    for (int x = 0; x < newwidth; ++x) dst_row[x] = src_row[taps.cols[x].i0];
+                }
+                in += plan.old_plane;
+                o += plan.new_plane;
             }
-            in += plan.old_plane;
-            o += plan.new_plane;
         }
     }
     adopt_resized(*this, out, newwidth, newheight, plan);
@@ -150,11 +162,9 @@ int TensorMat::resize_bilinear_nchw(int newwidth, int newheight) {
     if (!plan_resize(*this, newwidth, newheight, &plan)) return 1;
     float *out = static_cast<float *>(std::malloc(alloc_size(plan.new_bytes, offset)));
     if (out == nullptr) return 1;
-    float *in = static_cast<float *>(data);
-    for (long long p = 0; p < plan.planes; ++p) {
-        resize_bilinear_float_c1(in + p * plan.old_plane, width, height, out + p * plan.new_plane,
-                                 newwidth, newheight);
-    }
+    // All planes share one set of taps and one vector set-up.
+    qevo_simd::resize_bilinear_float_planes(static_cast<const float *>(data), width, height, out,
+                                            newwidth, newheight, plan.planes);
     adopt_resized(*this, out, newwidth, newheight, plan);
     return 0;
 }

@@ -71,7 +71,7 @@ struct OpsAvx2 : FloatOpsAvx2 {
 
 }  // namespace
 
-const FloatResizePaths kFloatResizeAvx2 = {"avx2", bilinear_plane<OpsAvx2>,
+const FloatResizePaths kFloatResizeAvx2 = {"avx2", bilinear_planes<OpsAvx2>,
                                            nearest_planes<OpsAvx2>};
 
 }  // namespace qevo_simd

@@ -34,7 +34,7 @@ using OpsNeon = LookupOps<FloatOpsNeon, TakeNeon>;
 
 }  // namespace
 
-const FloatResizePaths kFloatResizeNeon = {"neon", bilinear_plane<OpsNeon>,
+const FloatResizePaths kFloatResizeNeon = {"neon", bilinear_planes<OpsNeon>,
                                            nearest_planes<OpsNeon>};
 
 }  // namespace qevo_simd

@@ -38,11 +38,12 @@ struct Tap {
 
 struct FloatResizePaths {
     const char *name;
-    // Bilinear resize of one packed plane, given the taps of every output
-    // column and row. False, with nothing written, when no column window fits
-    // (see WindowCols) or working memory cannot be allocated.
-    bool (*bilinear)(const float *src, int srcw, float *dst, int dstw, int dsth, const Tap *cols,
-                     const Tap *rows);
+    // Bilinear resize of `planes` packed planes one after the other, given
+    // the taps of every output column and row. False, with nothing written,
+    // when no column window fits (see WindowCols) or working memory cannot be
+    // allocated.
+    bool (*bilinear)(const float *src, int srcw, int srch, float *dst, int dstw, int dsth,
+                     long long planes, const Tap *cols, const Tap *rows);
     // Nearest resize of `planes` packed planes one after the other: output
     // (x, y) = source (cols[x].i0, rows[y]). False, with nothing written, as
     // for bilinear.
@@ -52,6 +53,12 @@ struct FloatResizePaths {
 
 // Null when the scalar code is chosen (see utils/simd_select.h).
 const FloatResizePaths *float_resize_paths();
+
+// resize_bilinear_float_c1 of `planes` packed planes one after the other
+// (srcw x srch floats in, dstw x dsth out per plane), with the taps and the
+// vector form's set-up worked out once for all of them.
+void resize_bilinear_float_planes(const float *src, int srcw, int srch, float *dst, int dstw,
+                                  int dsth, long long planes);
 
 QEVO_SIMD_TABLES(FloatResizePaths, kFloatResize);
 
@@ -315,51 +322,58 @@ struct LookupOps : F {
     }
 };
 
-// Bilinear resize of one plane with an instruction set's column passes
-// (WindowCols). Two cached rows hold horizontally blended source rows; since
-// the row taps never decrease, each needed source row is blended once.
+// Bilinear resize of `planes` planes with an instruction set's column passes
+// (WindowCols), set up once for all of them. Two cached rows hold
+// horizontally blended source rows; since the row taps never decrease, each
+// needed source row of a plane is blended once.
 template <class Ops>
-bool bilinear_plane(const float *src, int srcw, float *dst, int dstw, int dsth, const Tap *cols,
-                    const Tap *rows) {
+bool bilinear_planes(const float *src, int srcw, int srch, float *dst, int dstw, int dsth,
+                     long long planes, const Tap *cols, const Tap *rows) {
     WindowCols<Ops> c;
     if (!c.init(cols, dstw, srcw)) return false;
     const size_t padded = static_cast<size_t>(c.padded());
     float *cache = static_cast<float *>(std::malloc(2 * padded * sizeof(float)));
     if (cache == nullptr) return false;
     float *slot[2] = {cache, cache + padded};
-    int held[2] = {-1, -1};  // source row in each slot
     const int last_row = rows[dsth - 1].i1;
-    auto row_at = [&](int r) { return src + static_cast<size_t>(r) * static_cast<size_t>(srcw); };
-    for (int y = 0; y < dsth; ++y) {
-        const Tap &t = rows[y];
-        float *out = dst + static_cast<size_t>(y) * static_cast<size_t>(dstw);
-        int k0 = held[0] == t.i0 ? 0 : (held[1] == t.i0 ? 1 : -1);
-        int k1 = held[0] == t.i1 ? 0 : (held[1] == t.i1 ? 1 : -1);
-        if (k0 < 0 && k1 < 0 && t.i0 != t.i1) {
-            // Two new rows: blended and used in one pass, and cached only if
-            // the next output row needs one of them (whose rows are fetched
-            // meanwhile).
-            const Tap &next = rows[y + 1 < dsth ? y + 1 : y];
-            const bool keep = y + 1 < dsth && next.i0 <= t.i1;
-            c.blend_rows(row_at(t.i0), row_at(t.i1), 1.f - t.alpha, t.alpha, out, dstw, keep,
-                         slot[0], slot[1], row_at(next.i0), row_at(next.i1));
-            held[0] = keep ? t.i0 : -1;
-            held[1] = keep ? t.i1 : -1;
-            continue;
+    const size_t in_plane = static_cast<size_t>(srcw) * static_cast<size_t>(srch);
+    const size_t out_plane = static_cast<size_t>(dstw) * static_cast<size_t>(dsth);
+    for (long long p = 0; p < planes; ++p, src += in_plane, dst += out_plane) {
+        int held[2] = {-1, -1};  // source row in each slot
+        auto row_at = [&](int r) {
+            return src + static_cast<size_t>(r) * static_cast<size_t>(srcw);
+        };
+        for (int y = 0; y < dsth; ++y) {
+            const Tap &t = rows[y];
+            float *out = dst + static_cast<size_t>(y) * static_cast<size_t>(dstw);
+            int k0 = held[0] == t.i0 ? 0 : (held[1] == t.i0 ? 1 : -1);
+            int k1 = held[0] == t.i1 ? 0 : (held[1] == t.i1 ? 1 : -1);
+            if (k0 < 0 && k1 < 0 && t.i0 != t.i1) {
+                // Two new rows: blended and used in one pass, and cached only
+                // if the next output row needs one of them (whose rows are
+                // fetched meanwhile).
+                const Tap &next = rows[y + 1 < dsth ? y + 1 : y];
+                const bool keep = y + 1 < dsth && next.i0 <= t.i1;
+                c.blend_rows(row_at(t.i0), row_at(t.i1), 1.f - t.alpha, t.alpha, out, dstw, keep,
+                             slot[0], slot[1], row_at(next.i0), row_at(next.i1));
+                held[0] = keep ? t.i0 : -1;
+                held[1] = keep ? t.i1 : -1;
+                continue;
+            }
+            if (k0 < 0) {
+                // Keep the slot that holds the second tap, else the later row.
+                k0 = k1 >= 0 ? 1 - k1 : (held[0] <= held[1] ? 0 : 1);
+                c.blend_row(row_at(t.i0), slot[k0], row_at(t.i0 < last_row ? t.i0 + 1 : t.i0));
+                held[k0] = t.i0;
+                if (t.i1 == t.i0) k1 = k0;
+            }
+            if (k1 < 0) {
+                k1 = 1 - k0;
+                c.blend_row(row_at(t.i1), slot[k1], row_at(t.i1 < last_row ? t.i1 + 1 : t.i1));
+                held[k1] = t.i1;
+            }
+            WindowCols<Ops>::vertical(slot[k0], slot[k1], 1.f - t.alpha, t.alpha, dstw, out);
         }
-        if (k0 < 0) {
-            // Keep the slot that holds the second tap, else the later row.
-            k0 = k1 >= 0 ? 1 - k1 : (held[0] <= held[1] ? 0 : 1);
-            c.blend_row(row_at(t.i0), slot[k0], row_at(t.i0 < last_row ? t.i0 + 1 : t.i0));
-            held[k0] = t.i0;
-            if (t.i1 == t.i0) k1 = k0;
-        }
-        if (k1 < 0) {
-            k1 = 1 - k0;
-            c.blend_row(row_at(t.i1), slot[k1], row_at(t.i1 < last_row ? t.i1 + 1 : t.i1));
-            held[k1] = t.i1;
-        }
-        WindowCols<Ops>::vertical(slot[k0], slot[k1], 1.f - t.alpha, t.alpha, dstw, out);
     }
     std::free(cache);
     return true;

@@ -43,7 +43,7 @@ using OpsSse41 = LookupOps<FloatOpsSse41, TakeSse41>;
 
 }  // namespace
 
-const FloatResizePaths kFloatResizeSse41 = {"sse41", bilinear_plane<OpsSse41>,
+const FloatResizePaths kFloatResizeSse41 = {"sse41", bilinear_planes<OpsSse41>,
                                             nearest_planes<OpsSse41>};
 
 }  // namespace qevo_simd

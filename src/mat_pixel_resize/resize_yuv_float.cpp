@@ -33,17 +33,17 @@ const FloatResizePaths *float_resize_paths() { return QEVO_SIMD_PICK(kFloatResiz
 
 namespace {
 
-// The vector form of the chosen instruction set, given the column taps and
-// the row step; false when there is none or it could not run (nothing
-// written then).
+// The vector form of the chosen instruction set over all planes, given the
+// column taps and the row step; false when there is none or it could not run
+// (nothing written then).
 bool resize_float_vector(const float *src, int srcw, int srch, float *dst, int dstw, int dsth,
-                         const Tap *cols, double step_y) {
+                         long long planes, const Tap *cols, double step_y) {
     const qevo_simd::FloatResizePaths *paths = qevo_simd::float_resize_paths();
     if (paths == nullptr) return false;
     Tap *rows = static_cast<Tap *>(std::malloc(sizeof(Tap) * static_cast<size_t>(dsth)));
     if (rows == nullptr) return false;
     for (int y = 0; y < dsth; ++y) rows[y] = tap_of(y, step_y, srch);
-    const bool done = paths->bilinear(src, srcw, dst, dstw, dsth, cols, rows);
+    const bool done = paths->bilinear(src, srcw, srch, dst, dstw, dsth, planes, cols, rows);
     std::free(rows);
     return done;
 }
@@ -55,33 +55,43 @@ float single_bilinear(float x, int x0, int x1, float data0, float data1) {
     return blend(std::fabs(x - static_cast<float>(x0)), data0, data1);
 }
 
+void resize_bilinear_float_c1(float *src, int srcw, int srch, float *dst, int dstw, int dsth) {
+    if (src == nullptr || dst == nullptr) return;
+    qevo_simd::resize_bilinear_float_planes(src, srcw, srch, dst, dstw, dsth, 1);
+}
+
 // The column taps depend on the output column only, so they are worked out
 // once per call (the values are exactly those of a per-pixel computation); if
 // that small table cannot be allocated they are recomputed per pixel. The
 // loop below is the definition; the vector forms give the same floats.
-void resize_bilinear_float_c1(float *src, int srcw, int srch, float *dst, int dstw, int dsth) {
-    if (src == nullptr || dst == nullptr) return;
+void qevo_simd::resize_bilinear_float_planes(const float *src, int srcw, int srch, float *dst,
+                                             int dstw, int dsth, long long planes) {
+    if (src == nullptr || dst == nullptr || planes < 1) return;
     if (srcw < 1 || srch < 1 || dstw < 1 || dsth < 1) return;
     const double step_x = static_cast<double>(srcw) / (static_cast<double>(dstw) + 1.0);
     const double step_y = static_cast<double>(srch) / (static_cast<double>(dsth) + 1.0);
     Tap *cols = static_cast<Tap *>(std::malloc(sizeof(Tap) * static_cast<size_t>(dstw)));
     if (cols != nullptr) {
         for (int x = 0; x < dstw; ++x) cols[x] = tap_of(x, step_x, srcw);
-        if (resize_float_vector(src, srcw, srch, dst, dstw, dsth, cols, step_y)) {
+        if (resize_float_vector(src, srcw, srch, dst, dstw, dsth, planes, cols, step_y)) {
             std::free(cols);
             return;
         }
     }
-    for (int y = 0; y < dsth; ++y) {
-        const Tap ty = tap_of(y, step_y, srch);
-        const float *row0 = src + static_cast<size_t>(ty.i0) * static_cast<size_t>(srcw);
-        const float *row1 = src + static_cast<size_t>(ty.i1) * static_cast<size_t>(srcw);
-        float *out = dst + static_cast<size_t>(y) * static_cast<size_t>(dstw);
-        for (int x = 0; x < dstw; ++x) {
-            const Tap tx = cols != nullptr ? cols[x] : tap_of(x, step_x, srcw);
-            const float r0 = blend(tx.alpha, row0[tx.i0], row0[tx.i1]);
-            const float r1 = blend(tx.alpha, row1[tx.i0], row1[tx.i1]);
-            out[x] = blend(ty.alpha, r0, r1);
+    const size_t in_plane = static_cast<size_t>(srcw) * static_cast<size_t>(srch);
+    const size_t out_plane = static_cast<size_t>(dstw) * static_cast<size_t>(dsth);
+    for (long long p = 0; p < planes; ++p, src += in_plane, dst += out_plane) {
+        for (int y = 0; y < dsth; ++y) {
+            const Tap ty = tap_of(y, step_y, srch);
+            const float *row0 = src + static_cast<size_t>(ty.i0) * static_cast<size_t>(srcw);
+            const float *row1 = src + static_cast<size_t>(ty.i1) * static_cast<size_t>(srcw);
+            float *out = dst + static_cast<size_t>(y) * static_cast<size_t>(dstw);
+            for (int x = 0; x < dstw; ++x) {
+                const Tap tx = cols != nullptr ? cols[x] : tap_of(x, step_x, srcw);
+                const float r0 = blend(tx.alpha, row0[tx.i0], row0[tx.i1]);
+                const float r1 = blend(tx.alpha, row1[tx.i0], row1[tx.i1]);
+                out[x] = blend(ty.alpha, r0, r1);
+            }
         }
     }
     std::free(cols);
