@@ -1,5 +1,6 @@
 // Joining tensors along the batch, depth, height or width dimension.
 #include <cstring>
+#include <vector>
 
 #include "imageMat.h"
 #include "imageMat/copy_bytes.h"
@@ -38,10 +39,10 @@ void shape_with(const TensorMat *t, int dim, long long value, long long out[4]) 
 enum class Check { ok, empty, attr, null_dst, dst_attr, size };
 
 // Every check of a join, in order; nothing is copied unless this passes.
-// On success *esize is the element size the copy uses and *total the joined
-// extent.
+// On success *esize is the element size the copy uses and *count the joined
+// tensor's element count.
 Check check_join(const std::vector<TensorMat *> &mats, int dim, const TensorMat *dst,
-                 long long *esize, long long *total) {
+                 long long *esize, long long *count) {
     if (mats.empty()) return Check::empty;
     for (const TensorMat *t : mats) {
         if (t == nullptr) return Check::size;
@@ -87,7 +88,7 @@ Check check_join(const std::vector<TensorMat *> &mats, int dim, const TensorMat 
     }
     if (need_dst > 0 && (dst->data == nullptr || dst->dataByte < need_dst)) return Check::size;
     *esize = es;
-    *total = sum;
+    *count = dst_count;
     return Check::ok;
 }
 
@@ -119,26 +120,32 @@ Check check_join(const std::vector<TensorMat *> &mats, int dim, const TensorMat 
 // width): for each group of the dimensions before `dim`, one block per
 // source in list order, the block of source n being its extent along `dim`
 // times `inner` (the product of the dimensions after it) elements of `esize`
-// bytes. A join that copies no byte returns at once, before any group count
-// is formed: the joined tensor has no elements (then no source has any,
+// bytes; `count` is the joined tensor's element count. A join that copies no
+// byte returns at once, before any group count is formed: the joined tensor
+// has no elements (then no source has any,
 // every extent being at least 0 once the checks pass), or the element size
 // is 0 (a destination that counts no elements receives nothing, whatever its
 // shape). The group count, a product of the other dimensions that may be
 // huge, is then never walked.
-void copy_blocks(const std::vector<TensorMat *> &mats, int dim, long long esize, TensorMat *dst) {
-    if (esize == 0 || element_count(dst->batchsize, dst->depth, dst->height, dst->width) <= 0)
-        return;
+void copy_blocks(const std::vector<TensorMat *> &mats, int dim, long long esize, long long count,
+                 TensorMat *dst) {
+    if (esize == 0 || count <= 0) return;
     // With at least one element every dimension is positive and the whole
     // count fits, so neither product overflows.
     const long long b = dst->batchsize, d = dst->depth, h = dst->height, w = dst->width;
     const long long outer = dim == kDepth ? b : dim == kHeight ? b * d : b * d * h;
     const long long inner = dim == kDepth ? h * w : dim == kHeight ? w : 1;
+    // Each source's block has the same size in every group.
+    std::vector<size_t> blocks(mats.size());
+    for (size_t n = 0; n < mats.size(); ++n)
+        blocks[n] = static_cast<size_t>(extent(mats[n], dim) * inner * esize);
     unsigned char *out = static_cast<unsigned char *>(dst->data);
     for (long long g = 0; g < outer; ++g) {
-        for (const TensorMat *t : mats) {
-            const size_t block = static_cast<size_t>(extent(t, dim) * inner * esize);
+        for (size_t n = 0; n < mats.size(); ++n) {
+            const size_t block = blocks[n];
             if (block == 0) continue;
-            const unsigned char *src = static_cast<const unsigned char *>(t->data) + g * block;
+            const unsigned char *src =
+                static_cast<const unsigned char *>(mats[n]->data) + g * block;
             qevo_internal::copy_bytes(out, src, block);
             out += block;
         }
@@ -148,8 +155,8 @@ void copy_blocks(const std::vector<TensorMat *> &mats, int dim, long long esize,
 }  // namespace
 
 int concat_batch(std::vector<TensorMat *> mats, TensorMat *dstMat) {
-    long long esize = 0, total = 0;
-    QEVO_CONCAT_REPORT(check_join(mats, kBatch, dstMat, &esize, &total));
+    long long esize = 0, count = 0;
+    QEVO_CONCAT_REPORT(check_join(mats, kBatch, dstMat, &esize, &count));
     unsigned char *out = static_cast<unsigned char *>(dstMat->data);
     for (const TensorMat *t : mats) {
         if (t->dataByte <= 0) continue;
@@ -160,23 +167,23 @@ int concat_batch(std::vector<TensorMat *> mats, TensorMat *dstMat) {
 }
 
 int concat_depth(std::vector<TensorMat *> mats, TensorMat *dstMat) {
-    long long esize = 0, total = 0;
-    QEVO_CONCAT_REPORT(check_join(mats, kDepth, dstMat, &esize, &total));
-    copy_blocks(mats, kDepth, esize, dstMat);
+    long long esize = 0, count = 0;
+    QEVO_CONCAT_REPORT(check_join(mats, kDepth, dstMat, &esize, &count));
+    copy_blocks(mats, kDepth, esize, count, dstMat);
     return 0;
 }
 
 int concat_height(std::vector<TensorMat *> mats, TensorMat *dstMat) {
-    long long esize = 0, total = 0;
-    QEVO_CONCAT_REPORT(check_join(mats, kHeight, dstMat, &esize, &total));
-    copy_blocks(mats, kHeight, esize, dstMat);
+    long long esize = 0, count = 0;
+    QEVO_CONCAT_REPORT(check_join(mats, kHeight, dstMat, &esize, &count));
+    copy_blocks(mats, kHeight, esize, count, dstMat);
     return 0;
 }
 
 int concat_width(std::vector<TensorMat *> mats, TensorMat *dstMat) {
-    long long esize = 0, total = 0;
-    QEVO_CONCAT_REPORT(check_join(mats, kWidth, dstMat, &esize, &total));
-    copy_blocks(mats, kWidth, esize, dstMat);
+    long long esize = 0, count = 0;
+    QEVO_CONCAT_REPORT(check_join(mats, kWidth, dstMat, &esize, &count));
+    copy_blocks(mats, kWidth, esize, count, dstMat);
     return 0;
 }
 

@@ -269,38 +269,27 @@ ImageMat ImageMat::crop(int x1, int y1, int x2, int y2) {
     if (dst.data == nullptr) return ImageMat();
     printf("dst.data %p\n", static_cast<void *>(dst.data));
 
+    // Copies `rows` rows of `row` bytes, `stride` bytes apart, one after the other.
+    auto copy_rows = [](unsigned char *out, const unsigned char *src, size_t row, size_t stride,
+                        int rows) {
+        for (int r = 0; r < rows; ++r, out += row, src += stride) std::memcpy(out, src, row);
+    };
     if (semi) {
         // Luma rows, then chroma rows, both `width` bytes apart (an odd width
         // leaves one unused byte at the end of each chroma row); the crop
         // origin is even, so chroma starts at pair cropx1 / 2 of row cropy1 / 2.
-        const size_t src_stride = static_cast<size_t>(width);
-        const size_t src_uv_stride = src_stride;
-        const unsigned char *sy = data + src_stride * cropy1 + cropx1;
-        unsigned char *dy = dst.data;
-        for (int r = 0; r < h; ++r) {
-            std::memcpy(dy, sy, w);
-            dy += w;
-            sy += src_stride;
-        }
-        const unsigned char *suv = data + src_stride * static_cast<size_t>(height) +
-                                   src_uv_stride * static_cast<size_t>(cropy1 / 2) + cropx1;
-        unsigned char *duv = dst.data + static_cast<size_t>(w) * h;
-        for (int r = 0; r < h / 2; ++r) {
-            std::memcpy(duv, suv, w);
-            duv += w;
-            suv += src_uv_stride;
-        }
+        const size_t stride = static_cast<size_t>(width);
+        copy_rows(dst.data, data + stride * cropy1 + cropx1, w, stride, h);
+        copy_rows(dst.data + static_cast<size_t>(w) * h,
+                  data + stride * (static_cast<size_t>(height) + cropy1 / 2) + cropx1, w, stride,
+                  h / 2);
     } else {
         const size_t row = static_cast<size_t>(depth) * w;
-        const size_t src_stride = static_cast<size_t>(width) * depth;
-        const unsigned char *src = data + src_stride * cropy1 + static_cast<size_t>(depth) * cropx1;
-        unsigned char *out = dst.data;
+        const size_t stride = static_cast<size_t>(width) * depth;
         // A depth of 0 has no bytes to copy, however many rows it spans.
-        for (int r = 0; r < h && row > 0; ++r) {
-            std::memcpy(out, src, row);
-            out += row;
-            src += src_stride;
-        }
+        if (row > 0)
+            copy_rows(dst.data, data + stride * cropy1 + static_cast<size_t>(depth) * cropx1, row,
+                      stride, h);
     }
     printf("dst.data %p\n", static_cast<void *>(dst.data));
     return dst;
