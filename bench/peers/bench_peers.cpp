@@ -29,17 +29,11 @@
 #include "mat_pixel_resize.h"
 #include "objTracker.h"
 #include "../mute_stdout.h"
+#include "bench_inputs.h"
 #include "peer_table.h"
 #include "utils.h"
 
 namespace {
-
-std::vector<unsigned char> random_bytes(size_t n, unsigned seed) {
-    std::mt19937 rng(seed);
-    std::vector<unsigned char> v(n);
-    for (auto &b : v) b = static_cast<unsigned char>(rng());
-    return v;
-}
 
 // ---------------------------------------------------------------- 8-bit resize
 
@@ -77,16 +71,12 @@ void run_ours(const ResizeCase &c, const unsigned char *src, unsigned char *dst)
 void BM_ResizeOurs(benchmark::State &state, ResizeCase c, const char *path) {
     const auto src = random_bytes(static_cast<size_t>(c.sw) * c.sh * c.n, 1);
     std::vector<unsigned char> dst(static_cast<size_t>(c.dw) * c.dh * c.n);
-    if (path != nullptr)
-        setenv("QEVO_SIMD", path, 1);
-    else
-        unsetenv("QEVO_SIMD");
+    ForcePath force(path);
     for (auto _ : state) {
         run_ours(c, src.data(), dst.data());
         benchmark::DoNotOptimize(dst.data());
         benchmark::ClobberMemory();
     }
-    unsetenv("QEVO_SIMD");
 }
 
 void BM_ResizeOpenCV(benchmark::State &state, ResizeCase c) {
@@ -130,21 +120,6 @@ void BM_Nv12Libyuv(benchmark::State &state) {
 }
 
 // ---------------------------------------------------------------- float plane
-
-// Sets QEVO_SIMD for the lifetime of the object: nullptr = best available
-// path, else a path name such as "scalar".
-class ForcePath {
-  public:
-    explicit ForcePath(const char *path) {
-        if (path != nullptr)
-            setenv("QEVO_SIMD", path, 1);
-        else
-            unsetenv("QEVO_SIMD");
-    }
-    ~ForcePath() { unsetenv("QEVO_SIMD"); }
-    ForcePath(const ForcePath &) = delete;
-    ForcePath &operator=(const ForcePath &) = delete;
-};
 
 std::vector<float> random_floats(size_t n) {
     std::mt19937 rng(3);

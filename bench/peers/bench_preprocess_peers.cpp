@@ -16,26 +16,17 @@
 #include <string>
 #include <vector>
 
+#include "bench_inputs.h"
 #include "peer_table.h"
 #include "preprocess.h"
 #include "preprocess_cases.h"
 
 namespace {
 
+// An NV12 frame of w x h pixels, the same bytes for every case of that size.
 std::vector<unsigned char> random_frame(int w, int h) {
-    std::mt19937 rng(21);
-    std::vector<unsigned char> v(static_cast<size_t>(w) * h * 3 / 2);
-    for (auto &b : v) b = static_cast<unsigned char>(rng());
-    return v;
+    return random_bytes(static_cast<size_t>(w) * h * 3 / 2, 21);
 }
-
-// Runs the benchmark with QEVO_SIMD set to `path` (nullptr: best available).
-struct SimdPath {
-    explicit SimdPath(const char *path) {
-        if (path != nullptr) setenv("QEVO_SIMD", path, 1);
-    }
-    ~SimdPath() { unsetenv("QEVO_SIMD"); }
-};
 
 // ---------------------------------------------------------------- nv12_to_rgb
 
@@ -44,7 +35,7 @@ constexpr int kW = 1920, kH = 1080;
 void BM_RgbOurs(benchmark::State &state, const char *path) {
     const auto src = random_frame(kW, kH);
     std::vector<unsigned char> dst(static_cast<size_t>(kW) * kH * 3);
-    SimdPath p(path);
+    ForcePath force(path);
     for (auto _ : state) {
         qevo::nv12_to_rgb(src.data(), kW, kH, dst.data());
         benchmark::DoNotOptimize(dst.data());
@@ -80,7 +71,7 @@ using qevo_bench::InputCase;
 void BM_InputOurs(benchmark::State &state, InputCase c, const char *path) {
     const auto src = random_frame(c.sw, c.sh);
     qevo_bench::OursInput ours(c, src.data());
-    SimdPath sp(path);
+    ForcePath force(path);
     for (auto _ : state) {
         if (ours.run() != 0) state.SkipWithError("nv12_to_tensor refused");
         benchmark::DoNotOptimize(ours.out.data());
