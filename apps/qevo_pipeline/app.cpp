@@ -62,6 +62,11 @@ bool progress_wanted(const Options &opt) {
     return opt.progress == 1 || (opt.progress < 0 && isatty(STDERR_FILENO));
 }
 
+int fail(const std::string &msg) {
+    std::fprintf(stderr, "qevo_pipeline: %s\n", msg.c_str());
+    return 1;
+}
+
 bool write_text(const std::string &path, const std::string &text, std::string &error) {
     std::ofstream f(path, std::ios::binary);
     f << text;
@@ -206,10 +211,11 @@ bool standin_geometry(const Options &opt, const SequenceData &data, int &w, int 
     box_extent(data.gt.scored, gw, gh);
     bw = std::max(bw, gw);
     bh = std::max(bh, gh);
-    if (bw < 1 || bh < 1 || bw > 16384 || bh > 16384) {
+    if (bw < 1 || bh < 1 || bw > kMaxFrameSide || bh > kMaxFrameSide) {
+        const std::string side = std::to_string(kMaxFrameSide);
         error = "the boxes reach " + std::to_string(static_cast<long>(bw)) + "x" +
-                std::to_string(static_cast<long>(bh)) +
-                ", not a frame size from 1x1 to 16384x16384: give --size";
+                std::to_string(static_cast<long>(bh)) + ", not a frame size from 1x1 to " + side +
+                "x" + side + ": give --size";
         return false;
     }
     w = static_cast<int>(bw);
@@ -223,10 +229,6 @@ bool standin_geometry(const Options &opt, const SequenceData &data, int &w, int 
 int run_program(const Options &opt) {
     if (!opt.mot_root.empty()) return run_mot_root(opt);
     const auto wall0 = std::chrono::steady_clock::now();
-    auto fail = [](const std::string &msg) {
-        std::fprintf(stderr, "qevo_pipeline: %s\n", msg.c_str());
-        return 1;
-    };
     std::string err;
     const bool builtin = !opt.user_data();
     int W = opt.width, H = opt.height;  // size of the frames (or of the boxes' picture)
@@ -305,14 +307,12 @@ int run_program(const Options &opt) {
     long annotated = 0;
     RunCounts counts;
     FrameOutput last;
-    QEVO::SyncInfos sync{};  // of the current frame
 
     auto inputs = [&](int f, QEVO::SyncInfos &frame_sync, std::vector<MotBox> &frame_dets) {
         if (builtin) {
             const ServoState s = scene->servo(f);
-            sync.fAz = s.az;
-            sync.fPt = s.pt;
-            frame_sync = sync;
+            frame_sync.fAz = s.az;
+            frame_sync.fPt = s.pt;
             frame_dets = scene->detections(f);
             for (MotBox g : scene->ground_truth(f)) {
                 gt[f].push_back(g);
@@ -324,8 +324,8 @@ int run_program(const Options &opt) {
             if (it != data.dets.end()) frame_dets = it->second;
         }
     };
-    auto result = [&](int f, const std::vector<uint8_t> &nv12, const FrameOutput &fo,
-                      std::string &e) {
+    auto result = [&](int f, const QEVO::SyncInfos &sync, const std::vector<uint8_t> &nv12,
+                      const FrameOutput &fo, std::string &e) {
         for (const MotBox &t : fo.tracks) {
             main_seq[f].push_back(t);
             tracks_txt.line(format_track_line(f, t));
@@ -444,10 +444,8 @@ int run_program(const Options &opt) {
         std::printf(
             "  library identifiers reused: %d (tracks given an identifier of their own: %d)\n",
             ids.reused_library_ids(), ids.remapped());
-    for (const StageTimes &s : pipe.stages())
-        if (s.name == "layout")
-            std::printf("  network input %dx%d (nv12_to_tensor): layout stage %.3f ms per frame\n",
-                        pipe.network_width(), pipe.tensor_height(), s.mean());
+    std::printf("  network input %dx%d (nv12_to_tensor): layout stage %.3f ms per frame\n",
+                pipe.network_width(), pipe.tensor_height(), pipe.layout_stage().mean());
     if (have_gt)
         std::printf(
             "  MOTA %.3f  IDF1 %.3f  identity switches %ld  fragmentations %ld  "

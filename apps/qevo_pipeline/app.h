@@ -34,6 +34,9 @@ int run_program(const Options &opt);
 // Creates `path` and its missing parents. False with a message.
 bool make_dirs(const std::string &path, std::string &error);
 
+// Prints "qevo_pipeline: <msg>" on standard error; returns the exit code 1.
+int fail(const std::string &msg);
+
 // Writes `text` as the whole file. False with a message.
 bool write_text(const std::string &path, const std::string &text, std::string &error);
 

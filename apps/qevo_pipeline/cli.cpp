@@ -1,10 +1,11 @@
 #include "cli.h"
 
 #include <CLI/CLI.hpp>
-#include <cerrno>
 #include <cmath>
-#include <cstdlib>
 #include <memory>
+
+#include "frame_source.h"
+#include "mot_format.h"
 
 namespace pipeline {
 namespace {
@@ -13,10 +14,8 @@ namespace {
 CLI::Validator finite_from(double lo) {
     return CLI::Validator(
         [lo](std::string &s) -> std::string {
-            errno = 0;
-            char *end = nullptr;
-            const double v = std::strtod(s.c_str(), &end);
-            if (s.empty() || *end != '\0' || errno != 0 || !std::isfinite(v) || v < lo)
+            double v = 0;
+            if (!to_double(s, v) || v < lo)
                 return std::string("expected a finite number") + (lo == 0 ? " >= 0" : "") +
                        ", got '" + s + "'";
             return "";
@@ -24,16 +23,13 @@ CLI::Validator finite_from(double lo) {
         "");
 }
 
-// "WxH" with whole numbers from 1 to 16384.
+// "WxH" with whole numbers from 1 to kMaxFrameSide.
 bool parse_size(const std::string &s, int &w, int &h) {
     const size_t x = s.find('x');
     if (x == std::string::npos) return false;
-    const std::string a = s.substr(0, x), b = s.substr(x + 1);
-    char *end_a = nullptr, *end_b = nullptr;
-    errno = 0;
-    const long lw = std::strtol(a.c_str(), &end_a, 10), lh = std::strtol(b.c_str(), &end_b, 10);
-    if (a.empty() || b.empty() || *end_a != '\0' || *end_b != '\0' || errno != 0) return false;
-    if (lw < 1 || lh < 1 || lw > 16384 || lh > 16384) return false;
+    long lw = 0, lh = 0;
+    if (!parse_long(s.substr(0, x), lw) || !parse_long(s.substr(x + 1), lh)) return false;
+    if (lw < 1 || lh < 1 || lw > kMaxFrameSide || lh > kMaxFrameSide) return false;
     w = static_cast<int>(lw);
     h = static_cast<int>(lh);
     return true;
@@ -128,12 +124,17 @@ std::unique_ptr<Cli> make_cli(Options &o) {
     a.add_flag_callback(
          "--no-progress", [&o] { o.progress = 0; }, "no progress bar")
         ->group(run);
+    const std::string side = std::to_string(kMaxFrameSide);
     a.footer(
         "Files are MOTChallenge text files, fields separated by commas or white space;\n"
         "ground truth: frame,id,left,top,width,height[,flag,class,visibility] (README).\n"
         "\n"
-        "--size: even sizes from 16 to 16384 with --frames and for the built-in scene;\n"
-        "any size up to 16384 with --dets alone. Without it, a run on --dets takes the\n"
+        "--size: even sizes from 16 to " +
+        side +
+        " with --frames and for the built-in scene;\n"
+        "any size up to " +
+        side +
+        " with --dets alone. Without it, a run on --dets takes the\n"
         "size and length from seqinfo.ini in the detections' folder or the one above,\n"
         "else the size from the boxes.\n"
         "\n"
@@ -174,13 +175,15 @@ bool parse_cli(int argc, const char *const *argv, Options &opt, std::string &err
     }
     const bool given = !c->size.empty();
     if (given && !parse_size(c->size, opt.width, opt.height)) {
-        error = "--size expects WxH with whole numbers from 1 to 16384, got '" + c->size + "'";
+        error = "--size expects WxH with whole numbers from 1 to " + std::to_string(kMaxFrameSide) +
+                ", got '" + c->size + "'";
         return false;
     }
     // The NV12 path needs even sizes: frames read from a file or rendered.
     const bool nv12 = !opt.frames_file.empty() || (!opt.user_data() && opt.mot_root.empty());
     if (nv12 && given && (opt.width < 16 || opt.height < 16 || opt.width % 2 || opt.height % 2)) {
-        error = "--size expects even sizes from 16 to 16384 for NV12 frames, got '" + c->size + "'";
+        error = "--size expects even sizes from 16 to " + std::to_string(kMaxFrameSide) +
+                " for NV12 frames, got '" + c->size + "'";
         return false;
     }
     if (!opt.frames_file.empty() && !given) {

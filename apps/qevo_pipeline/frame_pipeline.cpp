@@ -10,7 +10,6 @@
 
 #include "imageMat.h"
 #include "mat_pixel_resize.h"
-#include "preprocess.h"
 #include "utils.h"
 
 namespace pipeline {
@@ -91,7 +90,20 @@ FramePipeline::FramePipeline(const PipelineConfig &cfg) : cfg_(cfg) {
     tensor_h_ = net_h_ >= 32 ? net_h_ / 32 * 32 : net_h_;
     tensor_y_ = ((net_h_ - tensor_h_) / 2) & ~1;  // even: chroma rows line up
     net_nv12_.resize(static_cast<size_t>(QEVO::yuv420sp_size(net_w_, net_h_)));
-    planar_.resize(static_cast<size_t>(net_w_) * tensor_h_ * 3);
+    resized_.y = net_nv12_.data();
+    resized_.uv = net_nv12_.data() + static_cast<size_t>(net_w_) * net_h_;
+    resized_.y_stride = resized_.uv_stride = net_w_;
+    resized_.width = net_w_;
+    resized_.height = net_h_;
+    input_.dst_width = net_w_;
+    input_.dst_height = tensor_h_;
+    input_.crop_y1 = tensor_y_;
+    input_.crop_x2 = net_w_;
+    input_.crop_y2 = tensor_y_ + tensor_h_;
+    input_.fit = qevo::FIT_STRETCH;
+    input_.format = qevo::TENSOR_U8_CHW;
+    input_.bgr = true;
+    planar_.resize(qevo::tensor_bytes(input_));
     patch_src_.resize(static_cast<size_t>(QEVO::yuv420sp_size(cfg_.width, cfg_.height)));
     for (const char *n : kStageNames) stages_.push_back(StageTimes{n, {}});
 }
@@ -101,6 +113,14 @@ std::vector<double> FramePipeline::frame_ms() const {
     for (const StageTimes &s : stages_)
         for (size_t i = 0; i < sum.size() && i < s.ms.size(); ++i) sum[i] += s.ms[i];
     return sum;
+}
+
+const StageTimes &FramePipeline::layout_stage() const { return stages_[kLayout]; }
+
+double FramePipeline::tracker_ms() const {
+    double total = 0;
+    for (int s = kNms; s <= kReadback; ++s) total += stages_[s].total();
+    return total;
 }
 
 void FramePipeline::emit_mosaic(const std::shared_ptr<OBJTRACK> &t, const MosaicSink &sink) {
@@ -114,7 +134,6 @@ FrameOutput FramePipeline::process(int frame_number, const uint8_t *nv12,
                                    const std::vector<MotBox> &raw_detections,
                                    const MosaicSink &sink) {
     FrameOutput out;
-    out.raw_detections = static_cast<int>(raw_detections.size());
     const int W = cfg_.width, H = cfg_.height;
     QEVO::SyncInfos frame_sync = sync;
     unsigned char *frame = const_cast<unsigned char *>(nv12);  // read only below
@@ -144,30 +163,11 @@ FrameOutput FramePipeline::process(int frame_number, const uint8_t *nv12,
     // 3. network input layout: the centre rows of the resized frame as planar
     // BGR bytes, converted straight from NV12 in one call
     clock = StageClock();
-    {
-        qevo::Nv12Frame resized;
-        resized.y = net_nv12_.data();
-        resized.uv = net_nv12_.data() + static_cast<size_t>(net_w_) * net_h_;
-        resized.y_stride = resized.uv_stride = net_w_;
-        resized.width = net_w_;
-        resized.height = net_h_;
-        qevo::TensorParams input;
-        input.dst_width = net_w_;
-        input.dst_height = tensor_h_;
-        input.crop_y1 = tensor_y_;
-        input.crop_x2 = net_w_;
-        input.crop_y2 = tensor_y_ + tensor_h_;
-        input.fit = qevo::FIT_STRETCH;
-        input.format = qevo::TENSOR_U8_CHW;
-        input.bgr = true;
-        if (qevo::nv12_to_tensor(resized, input, planar_.data(), planar_.size()) == 0) {
-            TensorMat tensor(1, 3, tensor_h_, net_w_, QEVO::CHW, planar_.data(), QEVO::AI_UINT8,
-                             false);
-            QEVO::TenMat exported{};
-            exported.data = nullptr;  // borrow the tensor's buffer
-            if (tensor.toTenMat(&exported) == 0)
-                tensor_bytes_ = static_cast<long>(exported.dataByte);
-        }
+    if (qevo::nv12_to_tensor(resized_, input_, planar_.data(), planar_.size()) == 0) {
+        TensorMat tensor(1, 3, tensor_h_, net_w_, QEVO::CHW, planar_.data(), QEVO::AI_UINT8, false);
+        QEVO::TenMat exported{};
+        exported.data = nullptr;  // borrow the tensor's buffer
+        if (tensor.toTenMat(&exported) == 0) tensor_bytes_ = static_cast<long>(exported.dataByte);
     }
     stages_[kLayout].ms.push_back(clock.elapsed_ms());
 

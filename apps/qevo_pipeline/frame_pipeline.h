@@ -30,6 +30,7 @@
 #include "detection_type_api.h"
 #include "mot_format.h"
 #include "objTracker.h"
+#include "preprocess.h"
 #include "run_stats.h"
 #include "trajectory_ids.h"
 
@@ -46,7 +47,6 @@ struct PipelineConfig {
 };
 
 struct FrameOutput {
-    int raw_detections = 0;
     std::vector<MotBox> detections;      // after suppression
     std::vector<MotBox> tracks;          // established tracks, snapshot tracker (output ids)
     std::vector<MotBox> tracks_inplace;  // established tracks, in-place tracker (output ids)
@@ -66,6 +66,9 @@ class FramePipeline {
     using MosaicSink = std::function<void(int track_id, const uint8_t *nv12_256)>;
 
     explicit FramePipeline(const PipelineConfig &cfg);
+    // resized_ points into net_nv12_, so a copy would read the original's buffer.
+    FramePipeline(const FramePipeline &) = delete;
+    FramePipeline &operator=(const FramePipeline &) = delete;
 
     FrameOutput process(int frame_number, const uint8_t *nv12, const QEVO::SyncInfos &sync,
                         const std::vector<MotBox> &raw_detections, const MosaicSink &sink);
@@ -78,7 +81,11 @@ class FramePipeline {
 
     // Stage timings in the order of the steps above.
     const std::vector<StageTimes> &stages() const { return stages_; }
-    std::vector<double> frame_ms() const;  // sum of the stages per frame
+    std::vector<double> frame_ms() const;    // sum of the stages per frame
+    const StageTimes &layout_stage() const;  // step 3
+    // Milliseconds the reported tracker took over the whole run: suppression,
+    // patches, association and read-back (steps 5 to 8).
+    double tracker_ms() const;
 
     // Output identifiers of the snapshot and the in-place tracker.
     const TrajectoryIds &ids() const { return ids_; }
@@ -90,6 +97,8 @@ class FramePipeline {
     PipelineConfig cfg_;
     int net_w_ = 0, net_h_ = 0, tensor_h_ = 0, tensor_y_ = 0;
     long tensor_bytes_ = 0;
+    qevo::Nv12Frame resized_;   // the resized frame, as the layout step reads it
+    qevo::TensorParams input_;  // the layout step's conversion
     std::vector<uint8_t> net_nv12_, planar_, patch_src_;
     std::vector<std::vector<uint8_t>> patches_;
     std::vector<std::shared_ptr<OBJTRACK>> tracks_;

@@ -15,6 +15,10 @@ class RawReader;
 
 namespace pipeline {
 
+// Largest frame width or height the program takes: --size, seqinfo.ini and
+// the extent of the boxes are held to it.
+const int kMaxFrameSide = 16384;
+
 class FrameSource {
   public:
     virtual ~FrameSource() = default;

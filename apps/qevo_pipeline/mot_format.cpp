@@ -42,13 +42,25 @@ std::vector<std::string> split_fields(const std::string &line) {
     return out;
 }
 
-bool to_double(const std::string &field, double &v) {
-    if (field.empty()) return false;
+}  // namespace
+
+bool to_double(const std::string &text, double &v) {
+    if (text.empty()) return false;
     errno = 0;
     char *end = nullptr;
-    v = std::strtod(field.c_str(), &end);
+    v = std::strtod(text.c_str(), &end);
     return errno == 0 && end != nullptr && *end == '\0' && std::isfinite(v);
 }
+
+bool parse_long(const std::string &text, long &v) {
+    if (text.empty()) return false;
+    errno = 0;
+    char *end = nullptr;
+    v = std::strtol(text.c_str(), &end, 10);
+    return errno == 0 && end != nullptr && *end == '\0';
+}
+
+namespace {
 
 // An integer field; "3" and "3.0" are accepted, "3.5" is not.
 bool to_int(const std::string &field, int &v) {

@@ -74,6 +74,13 @@ ParseResult parse_ground_truth(std::istream &in, const std::string &source, Grou
 ParseResult load_detections(const std::string &path, MotSequence &out);
 ParseResult load_ground_truth(const std::string &path, GroundTruth &out);
 
+// Strict number parsing of a whole string: no blanks or other characters
+// after the number, no overflow. to_double also refuses infinities and NaN;
+// parse_long takes base-10 integers only ("3.0" is refused). `v` is
+// unspecified when false.
+bool to_double(const std::string &text, double &v);
+bool parse_long(const std::string &text, long &v);
+
 // One track-result line (no newline), with two decimals for the box and
 // three for the score.
 std::string format_track_line(int frame, const MotBox &box);

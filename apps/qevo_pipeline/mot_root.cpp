@@ -179,10 +179,6 @@ std::string format_json(const std::vector<SummaryRow> &sequences, const SummaryR
 
 int run_mot_root(const Options &opt) {
     namespace fs = std::filesystem;
-    auto fail = [](const std::string &msg) {
-        std::fprintf(stderr, "qevo_pipeline: %s\n", msg.c_str());
-        return 1;
-    };
     const std::string root = opt.mot_root;
     std::error_code ec;
     std::vector<std::string> names;
@@ -225,17 +221,13 @@ int run_mot_root(const Options &opt) {
         GreySource frames(s.info.width, s.info.height, s.frames);
         FramePipeline pipe(pipeline_config(opt, frames.width(), frames.height()));
         MotSequence tracks;
-        std::string lines;
         auto inputs = [&](int f, QEVO::SyncInfos &, std::vector<MotBox> &dets) {
             auto it = s.data.dets.find(f);
             if (it != s.data.dets.end()) dets = it->second;
         };
-        auto result = [&](int f, const std::vector<uint8_t> &, const FrameOutput &fo,
-                          std::string &) {
-            for (const MotBox &t : fo.tracks) {
-                tracks[f].push_back(t);
-                lines += format_track_line(f, t) + "\n";
-            }
+        auto result = [&](int f, const QEVO::SyncInfos &, const std::vector<uint8_t> &,
+                          const FrameOutput &fo, std::string &) {
+            for (const MotBox &t : fo.tracks) tracks[f].push_back(t);
             return true;
         };
         RunCounts counts;
@@ -243,13 +235,17 @@ int run_mot_root(const Options &opt) {
                         counts, err))
             return fail(err);
         done += s.frames;
+        // Frames in ascending order, each frame's tracks as the pipeline gave them.
+        std::string lines;
+        for (const auto &frame : tracks)
+            for (const MotBox &t : frame.second) lines += format_track_line(frame.first, t) + "\n";
         if (!write_text(out + "/" + names[i] + ".txt", lines, err)) return fail(err);
         SummaryRow r;
         r.name = names[i];
         r.frames = s.frames;
         r.have_gt = s.data.have_gt;
         if (r.have_gt) r.m = score_against(s.data.gt, tracks);
-        r.tracker_ms = tracker_ms(pipe);
+        r.tracker_ms = pipe.tracker_ms();
         r.trajectories = pipe.ids().trajectories();
         r.library_ids_reused = pipe.ids().reused_library_ids();
         r.remapped = pipe.ids().remapped();

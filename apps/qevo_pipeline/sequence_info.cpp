@@ -2,8 +2,8 @@
 
 #include <INIReader.h>
 
-#include <cerrno>
-#include <cstdlib>
+#include "frame_source.h"
+#include "mot_format.h"
 
 namespace pipeline {
 
@@ -23,10 +23,8 @@ bool read_sequence_info(const std::string &path, SequenceInfo &info, std::string
     }
     auto whole = [&](const char *key, long hi, int &out) {
         const std::string s = ini.Get("Sequence", key, "");
-        errno = 0;
-        char *end = nullptr;
-        const long v = std::strtol(s.c_str(), &end, 10);
-        if (s.empty() || *end != '\0' || errno != 0 || v < 1 || v > hi) {
+        long v = 0;
+        if (!parse_long(s, v) || v < 1 || v > hi) {
             error = path + ": " + key + " must be a whole number from 1 to " + std::to_string(hi) +
                     (s.empty() ? ", but is missing" : ", found '" + s + "'");
             return false;
@@ -35,7 +33,8 @@ bool read_sequence_info(const std::string &path, SequenceInfo &info, std::string
         return true;
     };
     info.name = ini.Get("Sequence", "name", "");
-    return whole("imWidth", 16384, info.width) && whole("imHeight", 16384, info.height) &&
+    return whole("imWidth", kMaxFrameSide, info.width) &&
+           whole("imHeight", kMaxFrameSide, info.height) &&
            whole("seqLength", 10000000, info.length);
 }
 

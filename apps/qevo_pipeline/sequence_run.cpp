@@ -45,18 +45,10 @@ bool run_frames(FramePipeline &pipe, FrameSource &source, int frames, double min
         counts.after_nms += static_cast<long>(fo.detections.size());
         counts.filter_in += fo.inplace_total;
         counts.filter_out += fo.filter_passed;
-        if (result && !result(f, nv12, fo, error)) return false;
+        if (result && !result(f, sync, nv12, fo, error)) return false;
         bar.update(bar_offset + f);
     }
     return true;
-}
-
-double tracker_ms(const FramePipeline &pipe) {
-    double total = 0;
-    for (const StageTimes &s : pipe.stages())
-        if (s.name == "nms" || s.name == "patches" || s.name == "track" || s.name == "readback")
-            total += s.total();
-    return total;
 }
 
 }  // namespace pipeline

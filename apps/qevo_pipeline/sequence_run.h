@@ -33,9 +33,11 @@ void keep_frames(SequenceData &data, int frames, const std::string &who);
 // Servo angles and raw detections of a frame.
 using FrameInputs =
     std::function<void(int frame, QEVO::SyncInfos &sync, std::vector<MotBox> &detections)>;
-// Sees each frame's pixels and result; false with a message stops the run.
-using FrameResult = std::function<bool(int frame, const std::vector<uint8_t> &nv12,
-                                       const FrameOutput &out, std::string &error)>;
+// Sees each frame's servo angles, pixels and result; false with a message
+// stops the run.
+using FrameResult =
+    std::function<bool(int frame, const QEVO::SyncInfos &sync, const std::vector<uint8_t> &nv12,
+                       const FrameOutput &out, std::string &error)>;
 
 struct RunCounts {
     long raw = 0;              // detections given
@@ -53,10 +55,6 @@ bool run_frames(FramePipeline &pipe, FrameSource &source, int frames, double min
                 const FrameInputs &inputs, const FrameResult &result,
                 const FramePipeline::MosaicSink &sink, ProgressBar &bar, int bar_offset,
                 RunCounts &counts, std::string &error);
-
-// Milliseconds the reported tracker took over the whole run: suppression,
-// patches, association and read-back.
-double tracker_ms(const FramePipeline &pipe);
 
 }  // namespace pipeline
 
