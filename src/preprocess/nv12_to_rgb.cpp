@@ -26,6 +26,10 @@ const Paths kPathsScalar = {"scalar",
 
 }  // namespace
 
+bool valid_matrix(qevo::ColorMatrix m) {
+    return m == qevo::BT601_LIMITED || m == qevo::BT601_FULL || m == qevo::BT709_LIMITED;
+}
+
 const Coeffs &coeffs_of(qevo::ColorMatrix m) { return kCoeffs[static_cast<int>(m)]; }
 
 const Paths &choose_paths() {
@@ -42,7 +46,7 @@ int nv12_to_rgb(const unsigned char *y, int y_stride, const unsigned char *uv, i
                 ColorMatrix matrix) {
     if (y == nullptr || uv == nullptr || dst == nullptr) return 1;
     if (width < 2 || height < 2 || width % 2 != 0 || height % 2 != 0) return 1;
-    if (matrix != BT601_LIMITED && matrix != BT601_FULL && matrix != BT709_LIMITED) return 1;
+    if (!qevo_color::valid_matrix(matrix)) return 1;
     if (y_stride < width || uv_stride < width || dst_stride < 3LL * width) return 1;
 
     const qevo_color::Coeffs &k = qevo_color::coeffs_of(matrix);
@@ -58,9 +62,8 @@ int nv12_to_rgb(const unsigned char *y, int y_stride, const unsigned char *uv, i
 int nv12_to_rgb(const unsigned char *src, int width, int height, unsigned char *dst, bool bgr,
                 bool nv21, ColorMatrix matrix) {
     if (src == nullptr || width < 2 || width > INT_MAX / 3) return 1;
-    const unsigned char *uv = width > 0 && height > 0
-                                  ? src + static_cast<size_t>(width) * static_cast<size_t>(height)
-                                  : src;
+    const unsigned char *uv =
+        height > 0 ? src + static_cast<size_t>(width) * static_cast<size_t>(height) : src;
     return nv12_to_rgb(src, width, uv, width, width, height, dst, 3 * width, bgr, nv21, matrix);
 }
 

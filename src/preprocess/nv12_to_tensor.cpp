@@ -24,9 +24,6 @@ bool valid_format(qevo::TensorFormat f) {
     return f == qevo::TENSOR_U8_CHW || f == qevo::TENSOR_U8_HWC || f == qevo::TENSOR_F32_CHW;
 }
 bool valid_fit(qevo::TensorFit f) { return f == qevo::FIT_LETTERBOX || f == qevo::FIT_STRETCH; }
-bool valid_matrix(qevo::ColorMatrix m) {
-    return m == qevo::BT601_LIMITED || m == qevo::BT601_FULL || m == qevo::BT709_LIMITED;
-}
 
 long long round_down_even(long long v) { return v - (v & 1); }
 long long round_up_even(long long v) { return v + (v & 1); }
@@ -94,8 +91,9 @@ class Writer {
         // The kernels produce R, G, B; with bgr, R goes to channel 2.
         r_ = p.bgr ? 2 : 0;
         b_ = p.bgr ? 0 : 2;
+        float pad_f[3];
         for (int c = 0; c < 3; ++c) {
-            pad_f_[c] = qevo_color::normalise(p.pad[c], p.mean[c], p.scale[c]);
+            pad_f[c] = qevo_color::normalise(p.pad[c], p.mean[c], p.scale[c]);
             const int from = c == 0 ? r_ : (c == 2 ? b_ : 1);
             norm_.mean[c] = p.mean[from];
             norm_.scale[c] = p.scale[from];
@@ -109,7 +107,7 @@ class Writer {
             for (int x = 0; x < W; ++x) std::memcpy(pad_u8_ + 3 * x, p.pad, 3);
         if (p.format == qevo::TENSOR_F32_CHW)
             for (int c = 0; c < 3; ++c)
-                for (int x = 0; x < W; ++x) pad_f32_[c * W + x] = pad_f_[c];
+                for (int x = 0; x < W; ++x) pad_f32_[c * W + x] = pad_f[c];
     }
 
     void border_row(int oy) { border(oy, 0, p_.dst_width); }
@@ -167,7 +165,6 @@ class Writer {
     qevo_color::PlanarRowsFn planar_;
     qevo_color::FloatRowsFn float_;
     qevo_color::Norm norm_;
-    float pad_f_[3];
     int r_, b_;
     unsigned char *u8_, *pad_u8_;
     float *f32_, *pad_f32_;
@@ -192,7 +189,7 @@ int nv12_to_tensor(const Nv12Frame &frame, const TensorParams &params, void *dst
     if (f.y == nullptr || f.uv == nullptr || dst == nullptr) return 1;
     if (f.width < 4 || f.height < 4 || f.width % 2 != 0 || f.height % 2 != 0) return 1;
     if (f.y_stride < f.width || f.uv_stride < f.width) return 1;
-    if (!valid_fit(p.fit) || !valid_matrix(p.matrix)) return 1;
+    if (!valid_fit(p.fit) || !qevo_color::valid_matrix(p.matrix)) return 1;
     const size_t need = tensor_bytes(p);
     if (need == 0 || dst_bytes < need || p.dst_width > INT_MAX / 3) return 1;
     if (p.format == TENSOR_F32_CHW && reinterpret_cast<uintptr_t>(dst) % alignof(float) != 0)

@@ -48,6 +48,9 @@ struct Paths {
     FloatRowsFn planar_f32[2];  // [nv21]
 };
 
+// Whether m is one of the matrices of preprocess.h.
+bool valid_matrix(qevo::ColorMatrix m);
+
 // Constants of a valid matrix.
 const Coeffs &coeffs_of(qevo::ColorMatrix m);
 
@@ -76,84 +79,68 @@ inline Terms chroma_terms(const unsigned char *pair, const Coeffs &k) {
 
 inline int luma_term(unsigned char y, const Coeffs &k) { return (y * k.cy) >> 8; }
 
-// One row of n pixels (n even), one chroma pair (two pixels) at a time.
-
-template <bool NV21, bool BGR>
-inline void packed_row(const unsigned char *y, const unsigned char *uv, int n, const Coeffs &k,
-                       unsigned char *dst) {
-    for (int x = 0; x < n; x += 2) {
-        const Terms t = chroma_terms<NV21>(uv + x, k);
-        for (int i = x; i < x + 2; ++i) {
-            const int l = luma_term(y[i], k);
-            unsigned char *p = dst + 3 * i;
-            p[BGR ? 2 : 0] = shift_clamp(l + t.r);
-            p[1] = shift_clamp(l + t.g);
-            p[BGR ? 0 : 2] = shift_clamp(l + t.b);
-        }
-    }
-}
-
-template <bool NV21>
-inline void planar_row(const unsigned char *y, const unsigned char *uv, int n, const Coeffs &k,
-                       unsigned char *r, unsigned char *g, unsigned char *b) {
-    for (int x = 0; x < n; x += 2) {
-        const Terms t = chroma_terms<NV21>(uv + x, k);
-        for (int i = x; i < x + 2; ++i) {
-            const int l = luma_term(y[i], k);
-            r[i] = shift_clamp(l + t.r);
-            g[i] = shift_clamp(l + t.g);
-            b[i] = shift_clamp(l + t.b);
-        }
-    }
-}
-
 inline float normalise(unsigned char v, float mean, float scale) {
     const float d = static_cast<float>(v) - mean;
     return d * scale;
 }
 
-template <bool NV21>
-inline void float_row(const unsigned char *y, const unsigned char *uv, int n, const Coeffs &k,
-                      const Norm &nm, float *r, float *g, float *b) {
+// The scalar path, two rows as the Paths functions take them: one chroma
+// pair (two pixels) at a time, both rows taking the pair's terms worked out
+// once; store(row, i, r, g, b) puts pixel i of row 0 or 1. The wrappers below
+// differ only in their store; the vector paths use them for rows shorter than
+// one vector step.
+
+template <bool NV21, typename Store>
+inline void scalar_rows(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv, int n,
+                        const Coeffs &k, Store store) {
     for (int x = 0; x < n; x += 2) {
         const Terms t = chroma_terms<NV21>(uv + x, k);
-        for (int i = x; i < x + 2; ++i) {
-            const int l = luma_term(y[i], k);
-            r[i] = normalise(shift_clamp(l + t.r), nm.mean[0], nm.scale[0]);
-            g[i] = normalise(shift_clamp(l + t.g), nm.mean[1], nm.scale[1]);
-            b[i] = normalise(shift_clamp(l + t.b), nm.mean[2], nm.scale[2]);
+        for (int row = 0; row < 2; ++row) {
+            const unsigned char *yr = y + row * y_next;
+            for (int i = x; i < x + 2; ++i) {
+                const int l = luma_term(yr[i], k);
+                store(row, i, shift_clamp(l + t.r), shift_clamp(l + t.g), shift_clamp(l + t.b));
+            }
         }
     }
 }
 
-// The scalar path: two rows as the Paths functions take them. The vector
-// paths use these for rows shorter than one vector step.
-
 template <bool NV21, bool BGR>
 void packed_rows_scalar(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv, int n,
                         const Coeffs &k, unsigned char *dst, ptrdiff_t out_next) {
-    for (int row = 0; row < 2; ++row)
-        packed_row<NV21, BGR>(y + row * y_next, uv, n, k, dst + row * out_next);
+    scalar_rows<NV21>(y, y_next, uv, n, k,
+                      [&](int row, int i, unsigned char r, unsigned char g, unsigned char b) {
+                          unsigned char *p = dst + row * out_next + 3 * i;
+                          p[BGR ? 2 : 0] = r;
+                          p[1] = g;
+                          p[BGR ? 0 : 2] = b;
+                      });
 }
 
 template <bool NV21>
 void planar_rows_scalar(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv, int n,
                         const Coeffs &k, unsigned char *r, unsigned char *g, unsigned char *b,
                         ptrdiff_t out_next) {
-    for (int row = 0; row < 2; ++row) {
-        const ptrdiff_t o = row * out_next;
-        planar_row<NV21>(y + row * y_next, uv, n, k, r + o, g + o, b + o);
-    }
+    scalar_rows<NV21>(y, y_next, uv, n, k,
+                      [&](int row, int i, unsigned char rv, unsigned char gv, unsigned char bv) {
+                          const ptrdiff_t o = row * out_next + i;
+                          r[o] = rv;
+                          g[o] = gv;
+                          b[o] = bv;
+                      });
 }
 
 template <bool NV21>
 void float_rows_scalar(const unsigned char *y, ptrdiff_t y_next, const unsigned char *uv, int n,
                        const Coeffs &k, const Norm &nm, float *r, float *g, float *b,
                        ptrdiff_t out_next) {
-    for (int row = 0; row < 2; ++row) {
-        const ptrdiff_t o = row * out_next;
-        float_row<NV21>(y + row * y_next, uv, n, k, nm, r + o, g + o, b + o);
-    }
+    scalar_rows<NV21>(y, y_next, uv, n, k,
+                      [&](int row, int i, unsigned char rv, unsigned char gv, unsigned char bv) {
+                          const ptrdiff_t o = row * out_next + i;
+                          r[o] = normalise(rv, nm.mean[0], nm.scale[0]);
+                          g[o] = normalise(gv, nm.mean[1], nm.scale[1]);
+                          b[o] = normalise(bv, nm.mean[2], nm.scale[2]);
+                      });
 }
 
 // Runs step(x) for x = 0, STEP, 2 STEP, ... and, when n is not a multiple
