@@ -48,6 +48,24 @@ bool resize_float_vector(const float *src, int srcw, int srch, float *dst, int d
     return done;
 }
 
+// The definition, one plane; col_tap(x) gives the taps of output column x.
+template <class ColTap>
+void bilinear_plane_scalar(const float *src, int srcw, int srch, float *dst, int dstw, int dsth,
+                           double step_y, ColTap col_tap) {
+    for (int y = 0; y < dsth; ++y) {
+        const Tap ty = tap_of(y, step_y, srch);
+        const float *row0 = src + static_cast<size_t>(ty.i0) * static_cast<size_t>(srcw);
+        const float *row1 = src + static_cast<size_t>(ty.i1) * static_cast<size_t>(srcw);
+        float *out = dst + static_cast<size_t>(y) * static_cast<size_t>(dstw);
+        for (int x = 0; x < dstw; ++x) {
+            const Tap tx = col_tap(x);
+            const float r0 = blend(tx.alpha, row0[tx.i0], row0[tx.i1]);
+            const float r1 = blend(tx.alpha, row1[tx.i0], row1[tx.i1]);
+            out[x] = blend(ty.alpha, r0, r1);
+        }
+    }
+}
+
 }  // namespace
 
 float single_bilinear(float x, int x0, int x1, float data0, float data1) {
@@ -62,8 +80,9 @@ void resize_bilinear_float_c1(float *src, int srcw, int srch, float *dst, int ds
 
 // The column taps depend on the output column only, so they are worked out
 // once per call (the values are exactly those of a per-pixel computation); if
-// that small table cannot be allocated they are recomputed per pixel. The
-// loop below is the definition; the vector forms give the same floats.
+// that small table cannot be allocated they are recomputed per pixel.
+// bilinear_plane_scalar is the definition; the vector forms give the same
+// floats.
 void qevo_simd::resize_bilinear_float_planes(const float *src, int srcw, int srch, float *dst,
                                              int dstw, int dsth, long long planes) {
     if (src == nullptr || dst == nullptr || planes < 1) return;
@@ -80,19 +99,15 @@ void qevo_simd::resize_bilinear_float_planes(const float *src, int srcw, int src
     }
     const size_t in_plane = static_cast<size_t>(srcw) * static_cast<size_t>(srch);
     const size_t out_plane = static_cast<size_t>(dstw) * static_cast<size_t>(dsth);
-    for (long long p = 0; p < planes; ++p, src += in_plane, dst += out_plane) {
-        for (int y = 0; y < dsth; ++y) {
-            const Tap ty = tap_of(y, step_y, srch);
-            const float *row0 = src + static_cast<size_t>(ty.i0) * static_cast<size_t>(srcw);
-            const float *row1 = src + static_cast<size_t>(ty.i1) * static_cast<size_t>(srcw);
-            float *out = dst + static_cast<size_t>(y) * static_cast<size_t>(dstw);
-            for (int x = 0; x < dstw; ++x) {
-                const Tap tx = cols != nullptr ? cols[x] : tap_of(x, step_x, srcw);
-                const float r0 = blend(tx.alpha, row0[tx.i0], row0[tx.i1]);
-                const float r1 = blend(tx.alpha, row1[tx.i0], row1[tx.i1]);
-                out[x] = blend(ty.alpha, r0, r1);
-            }
-        }
+    for (long long p = 0; p < planes; ++p) {
+        const float *in = src + p * in_plane;
+        float *out = dst + p * out_plane;
+        if (cols != nullptr)
+            bilinear_plane_scalar(in, srcw, srch, out, dstw, dsth, step_y,
+                                  [cols](int x) { return cols[x]; });
+        else
+            bilinear_plane_scalar(in, srcw, srch, out, dstw, dsth, step_y,
+                                  [step_x, srcw](int x) { return tap_of(x, step_x, srcw); });
     }
     std::free(cols);
 }
