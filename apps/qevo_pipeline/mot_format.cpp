@@ -76,7 +76,8 @@ bool to_int(const std::string &field, int &v) {
 bool distractor_class(int cls) { return cls == 2 || cls == 7 || cls == 8 || cls == 12; }
 
 // Parses into `det` (detections) or `gt` (ground truth).
-ParseResult parse(std::istream &in, const std::string &source, MotSequence *det, GroundTruth *gt) {
+ParseResult parse(std::istream &in, const std::string &source, MotSequence *det, GroundTruth *gt,
+                  Scoring scoring) {
     ParseResult res;
     std::string raw;
     int lineno = 0;
@@ -131,14 +132,19 @@ ParseResult parse(std::istream &in, const std::string &source, MotSequence *det,
                         (with_classes ? "(with" : "(without") +
                         " a class column), unlike the first row of the file");
         classes_seen = with_classes;
-        const bool flag0 = f.size() >= 7 && v[6] == 0;
         int cls = 1;
         if (with_classes && (!to_int(f[7], cls) || cls < 1))
             return fail("class must be a whole number >= 1, found '" + f[7] + "'");
-        if (flag0 || (with_classes && distractor_class(cls)))
-            gt->not_evaluated[frame].push_back(b);
+        const bool flagged = f.size() < 7 || v[6] >= 1;  // 2015 rows without a flag count
+        MotSequence *to = nullptr;
+        if (!with_classes || scoring == Scoring::kMotmetrics)
+            to = flagged ? &gt->scored : nullptr;
+        else if (v[6] == 0 || distractor_class(cls))
+            to = &gt->not_evaluated;
         else if (cls == 1)
-            gt->scored[frame].push_back(b);
+            to = &gt->scored;
+        if (to != nullptr)
+            (*to)[frame].push_back(b);
         else
             ++gt->dropped;
     }
@@ -150,7 +156,7 @@ ParseResult parse(std::istream &in, const std::string &source, MotSequence *det,
     return res;
 }
 
-ParseResult load(const std::string &path, MotSequence *det, GroundTruth *gt) {
+ParseResult load(const std::string &path, MotSequence *det, GroundTruth *gt, Scoring scoring) {
     std::ifstream in(path, std::ios::binary);
     if (!in) {
         ParseResult r;
@@ -158,7 +164,7 @@ ParseResult load(const std::string &path, MotSequence *det, GroundTruth *gt) {
         r.error = path + ": cannot open file";
         return r;
     }
-    return parse(in, path, det, gt);
+    return parse(in, path, det, gt, scoring);
 }
 
 std::string fmt(const char *f, int frame, int id, const MotBox &b, double score) {
@@ -171,16 +177,17 @@ std::string fmt(const char *f, int frame, int id, const MotBox &b, double score)
 }  // namespace
 
 ParseResult parse_detections(std::istream &in, const std::string &source, MotSequence &out) {
-    return parse(in, source, &out, nullptr);
+    return parse(in, source, &out, nullptr, Scoring::kDevkit);
 }
-ParseResult parse_ground_truth(std::istream &in, const std::string &source, GroundTruth &out) {
-    return parse(in, source, nullptr, &out);
+ParseResult parse_ground_truth(std::istream &in, const std::string &source, GroundTruth &out,
+                               Scoring scoring) {
+    return parse(in, source, nullptr, &out, scoring);
 }
 ParseResult load_detections(const std::string &path, MotSequence &out) {
-    return load(path, &out, nullptr);
+    return load(path, &out, nullptr, Scoring::kDevkit);
 }
-ParseResult load_ground_truth(const std::string &path, GroundTruth &out) {
-    return load(path, nullptr, &out);
+ParseResult load_ground_truth(const std::string &path, GroundTruth &out, Scoring scoring) {
+    return load(path, nullptr, &out, scoring);
 }
 
 std::string format_track_line(int frame, const MotBox &box) {

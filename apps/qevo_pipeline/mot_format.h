@@ -13,17 +13,27 @@
 //                                                                     (8 or 9 fields)
 //   tracks:       frame,id,left,top,width,height,score,-1,-1,-1       (written)
 //
+// The layout is told by the number of fields: 2015 rows have 6, 7 or 10
+// (the last three of 10 are world coordinates x, y, z), 2016/2017 rows 8 or
+// 9 (flag, class, visibility). A file has one layout on every row.
+//
 // Ground truth, which rows are scored:
-//   - without classes (the 2015 benchmark's files): flag 0 marks a "do not
-//     evaluate" row, every other row is scored;
-//   - with classes (the 2016/2017 benchmarks' files): a row is scored when
-//     its class is 1 (pedestrian) and its flag is not 0. Rows with flag 0,
-//     and rows of the distractor classes 2 (person on vehicle), 7 (static
-//     person), 8 (distractor) and 12 (reflection), are "do not evaluate"
-//     rows. Rows of the other classes (vehicles, occluders) are dropped.
-// A tracker box that the evaluation matches to a "do not evaluate" row is
-// removed before scoring (see metrics.h). Visibility is read and checked but
-// not used. A file either has class columns on every row or on none.
+//   - without classes (2015): a row is scored when it has no flag or its
+//     flag is at least 1; rows with a lower flag are dropped, so a tracker
+//     box on them is a false positive. Both scorings below agree on this
+//     (py-motmetrics drops rows of confidence below 1; the 2015 development
+//     kit removes no tracker boxes).
+//   - with classes (2016/2017), Scoring::kDevkit (the development kit's
+//     rules): a row is scored when its class is 1 (pedestrian) and its flag
+//     is not 0. Rows with flag 0, and rows of the distractor classes 2
+//     (person on vehicle), 7 (static person), 8 (distractor) and 12
+//     (reflection), are "do not evaluate" rows: a tracker box that the
+//     evaluation matches to one is removed before scoring (see metrics.h).
+//     Rows of the other classes (vehicles, occluders) are dropped.
+//   - with classes, Scoring::kMotmetrics (py-motmetrics' MOTChallenge
+//     evaluation): every row with flag >= 1 is scored, whatever its class;
+//     the others are dropped, and no tracker box is removed.
+// Visibility is read and checked but not used.
 //
 // Blank lines and lines starting with '#' are skipped. Every other line must
 // be complete: numbers only, a frame of at least 1, a positive width and
@@ -57,22 +67,27 @@ struct ParseResult {
     int rows = 0;       // rows read
 };
 
+// How ground truth with class columns is scored (above).
+enum class Scoring { kDevkit, kMotmetrics };
+
 // Ground truth split by the rules above.
 struct GroundTruth {
     MotSequence scored;         // rows the figures count
     MotSequence not_evaluated;  // "do not evaluate" rows
     bool has_classes = false;   // the file has class columns
-    int dropped = 0;            // rows of other classes
+    int dropped = 0;            // rows neither scored nor "do not evaluate"
 };
 
 // Parses detections / ground truth from `in`; `source` names the stream in
 // messages. The sequences are appended to.
 ParseResult parse_detections(std::istream &in, const std::string &source, MotSequence &out);
-ParseResult parse_ground_truth(std::istream &in, const std::string &source, GroundTruth &out);
+ParseResult parse_ground_truth(std::istream &in, const std::string &source, GroundTruth &out,
+                               Scoring scoring = Scoring::kDevkit);
 
 // Same, from a file; a file that cannot be opened gives "<path>: cannot open file".
 ParseResult load_detections(const std::string &path, MotSequence &out);
-ParseResult load_ground_truth(const std::string &path, GroundTruth &out);
+ParseResult load_ground_truth(const std::string &path, GroundTruth &out,
+                              Scoring scoring = Scoring::kDevkit);
 
 // Strict number parsing of a whole string: no blanks or other characters
 // after the number, no overflow. to_double also refuses infinities and NaN;

@@ -91,39 +91,59 @@ TEST(MotFormat, GroundTruthConventions) {
             for (const MotBox &b : kv.second) v.push_back(kv.first * 100 + b.id);
         return v;
     };
-    GroundTruth mot15;
-    ASSERT_TRUE(parse_gt("1,1,1,1,5,5,1,-1,-1,-1\n"
-                         "1,2,1,1,5,5,0,-1,-1,-1\n"  // flag 0
-                         "2,1,1,1,5,5\n"             // no flag: scored
-                         "2 3 1 1 5 5 1\n",
-                         mot15)
-                    .ok);
-    EXPECT_EQ(ids(mot15.scored), (std::vector<int>{101, 201, 203}));
-    EXPECT_EQ(ids(mot15.not_evaluated), (std::vector<int>{102}));
-    EXPECT_FALSE(mot15.has_classes);
+    // 2015 rows: flag 0 rows are dropped (a box on them is a false
+    // positive), also when world coordinates fill the last three columns,
+    // whose values must not be taken for a class or a visibility.
+    for (Scoring scoring : {Scoring::kDevkit, Scoring::kMotmetrics}) {
+        GroundTruth mot15;
+        std::istringstream in(
+            "1,1,1,1,5,5,1,-1,-1,-1\n"
+            "1,2,1,1,5,5,0,-1,-1,-1\n"  // flag 0
+            "2,1,1,1,5,5\n"             // no flag: scored
+            "2 3 1 1 5 5 1\n"
+            "3,4,1,1,5,5,1,-5.0036,11.913,0.69979\n"  // world x, y, z
+            "3,5,1,1,5,5,1,2,7,1\n"
+            "3,6,1,1,5,5,0,-10.83,27.39,0.46\n");
+        ASSERT_TRUE(parse_ground_truth(in, "gt.txt", mot15, scoring).ok);
+        EXPECT_EQ(ids(mot15.scored), (std::vector<int>{101, 201, 203, 304, 305}));
+        EXPECT_TRUE(mot15.not_evaluated.empty());
+        EXPECT_EQ(mot15.dropped, 2);
+        EXPECT_FALSE(mot15.has_classes);
+    }
 
     // Classes: 1 pedestrian, 2 person on vehicle, 3 car, 7 static person,
     // 8 distractor, 12 reflection, 9 occluder.
+    const std::string rows =
+        "1,1,1,1,5,5,1,1,1\n"
+        "1,2,1,1,5,5,1,2,0.5\n"
+        "1,3,1,1,5,5,1,3,1\n"
+        "1,4,1,1,5,5,0,1,0.1\n"  // pedestrian, flag 0
+        "1,5,1,1,5,5,1,7,1\n"
+        "1,6,1,1,5,5,1,8,1\n"
+        "1,7,1,1,5,5,1,12,1\n"
+        "1,8,1,1,5,5,0,9,1\n"   // occluder, flag 0
+        "1,9,1,1,5,5,1,9,1\n";  // occluder, flag 1
     GroundTruth mot16;
-    ASSERT_TRUE(parse_gt("1,1,1,1,5,5,1,1,1\n"
-                         "1,2,1,1,5,5,1,2,0.5\n"
-                         "1,3,1,1,5,5,1,3,1\n"
-                         "1,4,1,1,5,5,0,1,0.1\n"  // pedestrian, flag 0
-                         "1,5,1,1,5,5,1,7,1\n"
-                         "1,6,1,1,5,5,1,8,1\n"
-                         "1,7,1,1,5,5,1,12,1\n"
-                         "1,8,1,1,5,5,0,9,1\n"   // occluder, flag 0
-                         "1,9,1,1,5,5,1,9,1\n",  // occluder, flag 1
-                         mot16)
-                    .ok);
+    ASSERT_TRUE(parse_gt(rows, mot16).ok);
     EXPECT_EQ(ids(mot16.scored), (std::vector<int>{101}));
     EXPECT_EQ(ids(mot16.not_evaluated), (std::vector<int>{102, 104, 105, 106, 107, 108}));
     EXPECT_EQ(mot16.dropped, 2);  // the car and the flagged occluder
     EXPECT_TRUE(mot16.has_classes);
+    // py-motmetrics scores every flagged row and removes nothing.
+    GroundTruth plain;
+    std::istringstream again(rows);
+    ASSERT_TRUE(parse_ground_truth(again, "gt.txt", plain, Scoring::kMotmetrics).ok);
+    EXPECT_EQ(ids(plain.scored), (std::vector<int>{101, 102, 103, 105, 106, 107, 109}));
+    EXPECT_TRUE(plain.not_evaluated.empty());
+    EXPECT_EQ(plain.dropped, 2);
 }
 
 TEST(MotFormat, RejectsMalformedLinesWithTheirNumber) {
-    const struct { bool gt; std::string text, expect; } cases[] = {  // expect: part of the message
+    const struct {
+        bool gt;
+        std::string text, expect;
+    } cases[] = {
+        // expect: part of the message
         {false, "1,-1,1,1,5,5,0.5\n1,-1,1,1,5,5\n", "dets.txt:2: expected 7 to 10 fields"},
         {false, "\n# c\n1,-1,1,1,5,5,0.5,1,1,1,1\n", "dets.txt:3: expected 7 to 10"},
         {false, "1;-1;1;1;5;5;0.5\n",
