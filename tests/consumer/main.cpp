@@ -7,6 +7,7 @@
 #include "objTracker.h"
 #include "preprocess.h"
 #include "rawReader.h"
+#include "tracker.h"
 #include "utils.h"
 
 int main() {
@@ -23,6 +24,11 @@ int main() {
     unsigned char rgb[12] = {};
     if (qevo::nv12_to_rgb(grey, 2, 2, rgb, false, false, qevo::BT601_FULL) != 0 || rgb[0] != 128 ||
         rgb[11] != 128)
+        return 1;
+    qevo::MotionTracker tracker;
+    QEVO::objinfo det{10, 10, 30, 50, 0.95f, 0, -1, -1, 0};
+    if (tracker.update(&det, 1) != 0 || tracker.track_count() != 1 ||
+        tracker.tracks()[0].box.trackID != 1)
         return 1;
     QEVO::ImgMat img;
     if (img.layout != QEVO::HWC || KIVEX::IsFileExist("/") != 1) return 1;

@@ -24,7 +24,7 @@ mkdir -p "$work"
 "$cmake_tool" --install "$build" --prefix "$prefix" >"$work/install.log"
 
 for h in detection_type_api.h imageMat.h mat_pixel_resize.h objTracker.h preprocess.h rawReader.h \
-    utils.h; do
+    tracker.h utils.h; do
     [ -f "$prefix/include/$h" ] || { echo "header $h not installed"; exit 1; }
 done
 pc=$(find "$prefix" -name qevo.pc -print -quit)
