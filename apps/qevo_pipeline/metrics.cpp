@@ -64,6 +64,11 @@ void finish(TrackingMetrics &m) {
     m.idf1 = ratio(2.0 * m.idtp, static_cast<double>(m.gt_boxes + m.track_boxes));
     m.idp = ratio(static_cast<double>(m.idtp), static_cast<double>(m.track_boxes));
     m.idr = ratio(static_cast<double>(m.idtp), static_cast<double>(m.gt_boxes));
+    const HotaScores h = hota_scores(m.hota_counts);
+    m.hota = h.hota;
+    m.deta = h.deta;
+    m.assa = h.assa;
+    m.loca = h.loca;
 }
 
 struct ObjectState {
@@ -181,6 +186,7 @@ TrackingMetrics evaluate_tracking(const MotSequence &gt, const MotSequence &trac
         for (size_t a = 0; a < gids.size(); ++a)
             if (asg[a] >= 0) m.idtp += static_cast<long>(-cost[a][asg[a]]);
     }
+    m.hota_counts = hota_counts(gt, tracks);
     finish(m);
     return m;
 }
@@ -229,6 +235,7 @@ TrackingMetrics combine(const std::vector<TrackingMetrics> &parts) {
         m.removed += p.removed;
         m.iou_sum += p.iou_sum;
         m.idtp += p.idtp;
+        m.hota_counts += p.hota_counts;
     }
     finish(m);
     return m;

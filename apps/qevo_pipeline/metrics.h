@@ -23,6 +23,8 @@
 // boxes), IDP = IDTP / track boxes, IDR = IDTP / gt boxes.
 // Ratios with a zero denominator are NaN.
 //
+// HOTA, DetA, AssA and LocA as hota.h describes them.
+//
 // Before scoring against ground truth with "do not evaluate" rows
 // (mot_format.h), each frame's tracker boxes are matched one to one with all
 // of the frame's ground-truth rows, scored and not, in the same way (IoU >=
@@ -32,6 +34,7 @@
 #ifndef QEVO_PIPELINE_METRICS_H
 #define QEVO_PIPELINE_METRICS_H
 
+#include "hota.h"
 #include "mot_format.h"
 
 namespace pipeline {
@@ -53,6 +56,8 @@ struct TrackingMetrics {
     double motp = 0;
     long idtp = 0, idfp = 0, idfn = 0;
     double idf1 = 0, idp = 0, idr = 0;
+    HotaCounts hota_counts;
+    double hota = 0, deta = 0, assa = 0, loca = 0;
 };
 
 // IoU with continuous coordinates; 0 when the union is empty.

@@ -321,6 +321,59 @@ TEST(Metrics, DoNotEvaluateRowsTakeTheTrackerBoxesMatchedToThem) {
     EXPECT_NEAR(m.idf1, 2.0 * 2 / (3 + 3), 1e-12);  // 3 track boxes remain
 }
 
+// HOTA on sequences worked out by hand (19 thresholds 0.05 .. 0.95).
+TEST(Metrics, HotaOnHandWorkedSequences) {
+    auto box = [](int id, float x, float w) {
+        MotBox b = at(id, x);
+        b.x2 = x + w;
+        return b;
+    };
+    // Perfect: every figure 1.
+    MotSequence gt, tr;
+    for (int f = 1; f <= 3; ++f) gt[f] = {at(1, 0)}, tr[f] = {at(5, 0)};
+    TrackingMetrics m = evaluate_tracking(gt, tr);
+    EXPECT_DOUBLE_EQ(m.hota, 1.0);
+    EXPECT_DOUBLE_EQ(m.loca, 1.0);
+
+    // One object over 4 frames, tracked by 1 then by 2, exact boxes: every
+    // threshold has TP 4, DetA 1; each identity pair has A = 2 / (4 + 2 - 2)
+    // = 1/2, so AssA = 1/2 and HOTA = sqrt(1/2).
+    tr.clear();
+    for (int f = 1; f <= 4; ++f) gt[f] = {at(1, 0)}, tr[f] = {at(f <= 2 ? 1 : 2, 0)};
+    m = evaluate_tracking(gt, tr);
+    EXPECT_NEAR(m.deta, 1.0, 1e-12);
+    EXPECT_NEAR(m.assa, 0.5, 1e-12);
+    EXPECT_NEAR(m.hota, std::sqrt(0.5), 1e-12);
+
+    // IoU 0.72 in both frames (a box 7.2 wide inside one 10 wide): thresholds
+    // up to 0.70 (14 of 19) match with DetA = AssA = 1 and LocA 0.72; the
+    // other 5 have TP 0 (DetA 0; LocA counts as 1 without TPs).
+    gt = {{1, {at(1, 0)}}, {2, {at(1, 0)}}};
+    tr = {{1, {box(3, 0, 7.2f)}}, {2, {box(3, 0, 7.2f)}}};
+    m = evaluate_tracking(gt, tr);
+    EXPECT_NEAR(m.hota, 14.0 / 19.0, 1e-12);
+    EXPECT_NEAR(m.deta, 14.0 / 19.0, 1e-12);
+    EXPECT_NEAR(m.loca, (14 * 0.72 + 5) / 19.0, 1e-6);
+
+    // A miss and a false positive: gt A in frames 1-2, track 1 on it in
+    // frame 1 only, track 2 far away in frame 2. TP 1, FN 1, FP 1 at every
+    // threshold: DetA 1/3; A(A,1) = 1 / (2 + 1 - 1) = 1/2 = AssA.
+    gt = {{1, {at(1, 0)}}, {2, {at(1, 0)}}};
+    tr = {{1, {at(1, 0)}}, {2, {at(2, 500)}}};
+    m = evaluate_tracking(gt, tr);
+    EXPECT_NEAR(m.deta, 1.0 / 3.0, 1e-12);
+    EXPECT_NEAR(m.assa, 0.5, 1e-12);
+    EXPECT_NEAR(m.hota, std::sqrt(1.0 / 6.0), 1e-12);
+
+    // Two sequences: counts add, AssA is weighted by TPs: (4 x 1/2 + 1 x 1/2)
+    // / 5 with the second and fourth cases above.
+    MotSequence g2, t2;
+    for (int f = 1; f <= 4; ++f) g2[f] = {at(1, 0)}, t2[f] = {at(f <= 2 ? 1 : 2, 0)};
+    const TrackingMetrics both = combine({evaluate_tracking(g2, t2), m});
+    EXPECT_NEAR(both.deta, 5.0 / 7.0, 1e-12);
+    EXPECT_NEAR(both.assa, 0.5, 1e-12);
+}
+
 // Mostly tracked from 80 % of the frames on, mostly lost up to 20 %; the
 // overall row adds counts, it does not average ratios.
 TEST(Metrics, TrackedSharesAndOverallRow) {
