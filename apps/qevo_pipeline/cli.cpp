@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cmath>
+#include <map>
 #include <memory>
 
 #include "frame_source.h"
@@ -43,7 +44,8 @@ struct Cli {
         "qevo_pipeline"};
     std::string size;
     CLI::Option *frames = nullptr, *dets = nullptr, *gt = nullptr, *size_opt = nullptr,
-                *header = nullptr, *root = nullptr, *scene = nullptr;
+                *header = nullptr, *root = nullptr, *scene = nullptr, *servo = nullptr,
+                *resolution = nullptr;
 };
 
 std::unique_ptr<Cli> make_cli(Options &o) {
@@ -72,12 +74,64 @@ std::unique_ptr<Cli> make_cli(Options &o) {
                          "ground truth, MOTChallenge format, for the quality figures")
                 ->type_name("FILE")
                 ->group(data);
+    c->servo = a.add_option("--servo", o.servo_file,
+                            "servo angles per frame: frame,azimuth,pitch (degrees)")
+                   ->type_name("FILE")
+                   ->group(data);
     c->root = a.add_option("--mot-root", o.mot_root,
                            "run every sequence of a MOTChallenge folder (see below)")
                   ->type_name("DIR")
                   ->group(data);
 
     const char *run = "run";
+    a.add_option("--tracker", o.tracker,
+                 "exact: the snapshot and in-place update_objtracker; motion: "
+                 "qevo::MotionTracker; both")
+        ->transform(CLI::CheckedTransformer(
+                        std::map<std::string, TrackerChoice>{{"exact", TrackerChoice::kExact},
+                                                             {"motion", TrackerChoice::kMotion},
+                                                             {"both", TrackerChoice::kBoth}},
+                        CLI::ignore_case)
+                        .description(""))
+        ->type_name("exact|motion|both")
+        ->default_str("both")
+        ->group(run);
+    a.add_option("--scoring", o.scoring,
+                 "ground truth with classes: devkit (the development kit's distractor rules) or "
+                 "motmetrics (flag-1 rows, nothing removed)")
+        ->transform(CLI::CheckedTransformer(
+                        std::map<std::string, Scoring>{{"devkit", Scoring::kDevkit},
+                                                       {"motmetrics", Scoring::kMotmetrics}},
+                        CLI::ignore_case)
+                        .description(""))
+        ->type_name("devkit|motmetrics")
+        ->default_str("devkit")
+        ->group(run);
+    const std::string score_note = " (default: the library's; the built-in scene's own)";
+    a.add_option("--high-score", o.high_score,
+                 "motion tracker: detections at or above S are confident" + score_note)
+        ->check(finite_from(-INFINITY))
+        ->type_name("S")
+        ->default_str("")
+        ->group(run);
+    a.add_option("--low-score", o.low_score,
+                 "motion tracker: detections below S are ignored" + score_note)
+        ->check(finite_from(-INFINITY))
+        ->type_name("S")
+        ->default_str("")
+        ->group(run);
+    a.add_option("--new-track-score", o.new_track_score,
+                 "motion tracker: a detection left over starts a track from S on" + score_note)
+        ->check(finite_from(-INFINITY))
+        ->type_name("S")
+        ->default_str("")
+        ->group(run);
+    a.add_option("--coast", o.coast,
+                 "also report a lost motion track for up to N frames while a visible track "
+                 "hides at least 30 % of it (default 0: off)")
+        ->check(CLI::Range(0, 1000).description(""))
+        ->type_name("N")
+        ->group(run);
     a.add_option("--min-score", o.min_score,
                  "drop detections scoring below S before suppression (default: keep all)")
         ->check(finite_from(-INFINITY))
@@ -113,10 +167,12 @@ std::unique_ptr<Cli> make_cli(Options &o) {
         ->check(finite_from(0))
         ->type_name("F")
         ->group(run);
-    a.add_option("--resolution", o.resolution, "degrees per pixel for the servo commands")
-        ->check(finite_from(0) & CLI::PositiveNumber.description(""))
-        ->type_name("F")
-        ->group(run);
+    c->resolution = a.add_option("--resolution", o.resolution,
+                                 "degrees per pixel: servo commands and the motion tracker's "
+                                 "compensation (a benchmark's servoResolution wins)")
+                        ->check(finite_from(0) & CLI::PositiveNumber.description(""))
+                        ->type_name("F")
+                        ->group(run);
     a.add_flag_callback(
          "--progress", [&o] { o.progress = 1; },
          "progress bar on standard error (default: when standard error is a terminal)")
@@ -138,10 +194,11 @@ std::unique_ptr<Cli> make_cli(Options &o) {
         "size and length from seqinfo.ini in the detections' folder or the one above,\n"
         "else the size from the boxes.\n"
         "\n"
-        "--mot-root DIR runs every DIR/SEQ with a seqinfo.ini (size, length), reading\n"
-        "SEQ/det/det.txt and, when present, SEQ/gt/gt.txt. It writes OUT/SEQ.txt per\n"
-        "sequence and the table (one row per sequence, an OVERALL row over all) to\n"
-        "OUT/summary.csv and OUT/summary.json, and prints it.");
+        "--mot-root DIR runs every DIR/SEQ with a seqinfo.ini (size, length, optional\n"
+        "servoResolution), reading SEQ/det/det.txt and, when present, SEQ/gt/gt.txt and\n"
+        "SEQ/servo.txt. It writes OUT/SEQ.txt per sequence (OUT/exact/ and OUT/motion/\n"
+        "with both trackers) and the table (rows per sequence and tracker, OVERALL rows\n"
+        "over all sequences) to OUT/summary.csv and OUT/summary.json, and prints it.");
     return c;
 }
 
@@ -164,7 +221,8 @@ bool parse_cli(int argc, const char *const *argv, Options &opt, std::string &err
         return false;
     }
     if (!opt.mot_root.empty())
-        for (CLI::Option *other : {c->frames, c->dets, c->gt, c->size_opt, c->header, c->scene})
+        for (CLI::Option *other :
+             {c->frames, c->dets, c->gt, c->size_opt, c->header, c->scene, c->servo})
             if (other->count() > 0) {
                 error = "--mot-root cannot be combined with " + other->get_name();
                 return false;
@@ -188,6 +246,10 @@ bool parse_cli(int argc, const char *const *argv, Options &opt, std::string &err
     }
     if (!opt.frames_file.empty() && !given) {
         error = "--size WxH is required with --frames";
+        return false;
+    }
+    if (!opt.servo_file.empty() && opt.frames_file.empty() && opt.dets_file.empty()) {
+        error = "--servo needs --dets or --frames";
         return false;
     }
     if (!opt.gt_file.empty() && opt.frames_file.empty() && opt.dets_file.empty()) {

@@ -16,9 +16,22 @@ namespace pipeline {
 namespace {
 
 const int kPatch = 64;
-enum Stage { kWrap, kResize, kLayout, kDump, kNms, kPatches, kTrack, kReadback, kServo, kSecond };
-const char *const kStageNames[] = {"wrap",    "resize", "layout",   "dump",  "nms",
-                                   "patches", "track",  "readback", "servo", "second_tracker"};
+enum Stage {
+    kWrap,
+    kResize,
+    kLayout,
+    kDump,
+    kNms,
+    kPatches,
+    kTrack,
+    kReadback,
+    kMotion,
+    kServo,
+    kSecond
+};
+const char *const kStageNames[] = {"wrap",          "resize", "layout",   "dump",           "nms",
+                                   "patches",       "track",  "readback", "motion_tracker", "servo",
+                                   "second_tracker"};
 
 // Sends standard output to /dev/null for the lifetime of the object.
 class QuietStdout {
@@ -83,7 +96,7 @@ void even_span(float a, float b, int limit, int &lo, int &hi) {
 
 }  // namespace
 
-FramePipeline::FramePipeline(const PipelineConfig &cfg) : cfg_(cfg) {
+FramePipeline::FramePipeline(const PipelineConfig &cfg) : cfg_(cfg), motion_(cfg.motion_params) {
     net_w_ = std::min(640, cfg_.width) & ~1;
     net_h_ = static_cast<int>(std::lround(static_cast<double>(net_w_) * cfg_.height / cfg_.width));
     net_h_ = std::max(8, net_h_ & ~1);
@@ -121,6 +134,28 @@ double FramePipeline::tracker_ms() const {
     double total = 0;
     for (int s = kNms; s <= kReadback; ++s) total += stages_[s].total();
     return total;
+}
+
+double FramePipeline::motion_tracker_ms() const {
+    return stages_[kNms].total() + stages_[kMotion].total();
+}
+
+double FramePipeline::inplace_tracker_ms() const {
+    return stages_[kNms].total() + stages_[kSecond].total();
+}
+
+bool FramePipeline::stage_runs(size_t stage) const {
+    switch (stage) {
+        case kPatches:
+        case kTrack:
+        case kReadback:
+        case kSecond:
+            return cfg_.exact;
+        case kMotion:
+            return cfg_.motion;
+        default:
+            return true;
+    }
 }
 
 void FramePipeline::emit_mosaic(const std::shared_ptr<OBJTRACK> &t, const MosaicSink &sink) {
@@ -189,8 +224,44 @@ FrameOutput FramePipeline::process(int frame_number, const uint8_t *nv12,
     }
     stages_[kNms].ms.push_back(clock.elapsed_ms());
 
-    // 6. one 64 x 64 NV12 patch per detection
+    if (cfg_.exact) exact_trackers(frame_number, frame, desc, kept, out, sink);
+    if (cfg_.motion) motion_tracker(kept, frame_sync, out);
+
+    // 9. servo command for the main target: keep the current one while it is
+    // reported, else take the largest reported track.
     clock = StageClock();
+    const std::vector<MotBox> &main = cfg_.motion ? out.tracks_motion : out.tracks;
+    const MotBox *target = nullptr;
+    for (const MotBox &b : main)
+        if (b.id == main_target_) target = &b;
+    if (target == nullptr)
+        for (const MotBox &b : main)
+            if (target == nullptr || (b.x2 - b.x1) * (b.y2 - b.y1) >
+                                         (target->x2 - target->x1) * (target->y2 - target->y1))
+                target = &b;
+    main_target_ = target != nullptr ? target->id : -1;
+    if (target != nullptr && std::isfinite(sync.fAz) && std::isfinite(sync.fPt)) {
+        out.main_target = target->id;
+        out.servo_az =
+            KIVEX::servo_calc_Az(sync.fAz, (target->x1 + target->x2) * 0.5f, cfg_.resolution, W, H);
+        out.servo_pt =
+            KIVEX::servo_calc_Pt(sync.fPt, (target->y1 + target->y2) * 0.5f, cfg_.resolution, W, H);
+    }
+    stages_[kServo].ms.push_back(clock.elapsed_ms());
+
+    // 10. second tracker, in place, then the height filter
+    if (cfg_.exact) second_tracker(kept, out);
+    for (size_t st = 0; st < stages_.size(); ++st)
+        if (!stage_runs(st)) stages_[st].ms.push_back(0.0);
+    return out;
+}
+
+void FramePipeline::exact_trackers(int frame_number, unsigned char *frame, QEVO::ImgMat &desc,
+                                   std::vector<QEVO::objinfo> &kept, FrameOutput &out,
+                                   const MosaicSink &sink) {
+    const int W = cfg_.width, H = cfg_.height;
+    // 6. one 64 x 64 NV12 patch per detection
+    StageClock clock;
     const size_t patch_bytes = static_cast<size_t>(QEVO::yuv420sp_size(kPatch, kPatch));
     if (patches_.size() < kept.size()) patches_.resize(kept.size());
     std::vector<QEVO::ImgMat> blocks;
@@ -235,30 +306,30 @@ FrameOutput FramePipeline::process(int frame_number, const uint8_t *nv12,
     }
     stages_[kReadback].ms.push_back(clock.elapsed_ms());
     for (MotBox &b : out.tracks) b.id = ids_.report(b.id);
+}
 
-    // 9. servo command for the main target: keep the current one while it is
-    // reported, else take the largest established track.
-    clock = StageClock();
-    const MotBox *target = nullptr;
-    for (const MotBox &b : out.tracks)
-        if (b.id == main_target_) target = &b;
-    if (target == nullptr)
-        for (const MotBox &b : out.tracks)
-            if (target == nullptr || (b.x2 - b.x1) * (b.y2 - b.y1) >
-                                         (target->x2 - target->x1) * (target->y2 - target->y1))
-                target = &b;
-    main_target_ = target != nullptr ? target->id : -1;
-    if (target != nullptr) {
-        out.main_target = target->id;
-        out.servo_az =
-            KIVEX::servo_calc_Az(sync.fAz, (target->x1 + target->x2) * 0.5f, cfg_.resolution, W, H);
-        out.servo_pt =
-            KIVEX::servo_calc_Pt(sync.fPt, (target->y1 + target->y2) * 0.5f, cfg_.resolution, W, H);
+void FramePipeline::motion_tracker(const std::vector<QEVO::objinfo> &kept,
+                                   const QEVO::SyncInfos &sync, FrameOutput &out) {
+    // M. the motion tracker, with the frame's servo angles when it has them
+    StageClock clock;
+    const bool angles = std::isfinite(sync.fAz) && std::isfinite(sync.fPt);
+    motion_.update(kept, angles ? &sync : nullptr, cfg_.resolution);
+    std::vector<int> held;
+    for (int i = 0; i < motion_.track_count(); ++i) {
+        const qevo::TrackInfo &t = motion_.tracks()[i];
+        held.push_back(t.box.trackID);
+        const bool hidden =
+            t.state == qevo::TRACK_LOST && t.misses <= cfg_.coast && t.occlusion >= kCoastOcclusion;
+        if (t.state == qevo::TRACK_CONFIRMED || hidden) out.tracks_motion.push_back(to_box(t.box));
     }
-    stages_[kServo].ms.push_back(clock.elapsed_ms());
+    stages_[kMotion].ms.push_back(clock.elapsed_ms());
+    motion_ids_.held(held);
+    for (MotBox &b : out.tracks_motion) b.id = motion_ids_.report(b.id);
+}
 
+void FramePipeline::second_tracker(std::vector<QEVO::objinfo> &kept, FrameOutput &out) {
     // 10. second tracker, in place, then the height filter
-    clock = StageClock();
+    StageClock clock;
     {
         QuietStdout quiet;
         update_objtracker(kept, inplace_, cfg_.match_iou);
@@ -275,11 +346,10 @@ FrameOutput FramePipeline::process(int frame_number, const uint8_t *nv12,
     }
     out.inplace_total = static_cast<int>(out.tracks_inplace.size());
     stages_[kSecond].ms.push_back(clock.elapsed_ms());
-    held.clear();
+    std::vector<int> held;
     for (const OBJTRACK &t : inplace_) held.push_back(t._trackID);
     inplace_ids_.held(held);
     for (MotBox &b : out.tracks_inplace) b.id = inplace_ids_.report(b.id);
-    return out;
 }
 
 void FramePipeline::finish(const MosaicSink &sink) {

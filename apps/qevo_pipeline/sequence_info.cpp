@@ -33,6 +33,11 @@ bool read_sequence_info(const std::string &path, SequenceInfo &info, std::string
         return true;
     };
     info.name = ini.Get("Sequence", "name", "");
+    const std::string res = ini.Get("Sequence", "servoResolution", "");
+    if (!res.empty() && (!to_double(res, info.servo_resolution) || info.servo_resolution <= 0)) {
+        error = path + ": servoResolution must be a number above 0, found '" + res + "'";
+        return false;
+    }
     return whole("imWidth", kMaxFrameSide, info.width) &&
            whole("imHeight", kMaxFrameSide, info.height) &&
            whole("seqLength", 10000000, info.length);

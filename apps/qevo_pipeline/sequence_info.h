@@ -10,7 +10,9 @@
 //   imExt=.jpg
 //
 // Only imWidth, imHeight (1 to 16384) and seqLength (at least 1) are needed;
-// names are matched without regard to case, as the INI reader does.
+// names are matched without regard to case, as the INI reader does. An
+// optional servoResolution= (degrees per pixel, above 0) goes with the
+// sequence's servo.txt (servo_file.h).
 #ifndef QEVO_PIPELINE_SEQUENCE_INFO_H
 #define QEVO_PIPELINE_SEQUENCE_INFO_H
 
@@ -21,6 +23,7 @@ namespace pipeline {
 struct SequenceInfo {
     std::string name;  // name= (may be empty)
     int width = 0, height = 0, length = 0;
+    double servo_resolution = 0;  // 0 when not given
 };
 
 // False with a message "<path>: <reason>" (or "<path>:<line>: ..." for a

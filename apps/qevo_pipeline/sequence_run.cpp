@@ -1,15 +1,16 @@
 #include "sequence_run.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 namespace pipeline {
 
-bool load_sequence(const std::string &dets_path, const std::string &gt_path, SequenceData &data,
-                   std::string &error) {
+bool load_sequence(const std::string &dets_path, const std::string &gt_path, Scoring scoring,
+                   SequenceData &data, std::string &error) {
     ParseResult r;
     if (!dets_path.empty()) r = load_detections(dets_path, data.dets);
-    if (r.ok && !gt_path.empty()) r = load_ground_truth(gt_path, data.gt);
+    if (r.ok && !gt_path.empty()) r = load_ground_truth(gt_path, data.gt, scoring);
     data.have_gt = !gt_path.empty();
     if (!r.ok) error = r.error;
     return r.ok;
@@ -25,6 +26,17 @@ void keep_frames(SequenceData &data, int frames, const std::string &who) {
                      frames);
 }
 
+void servo_angles(const ServoTrack *servo, int frame, QEVO::SyncInfos &sync) {
+    if (servo == nullptr) return;
+    auto it = servo->find(frame);
+    if (it != servo->end()) {
+        sync.fAz = it->second.fAz;
+        sync.fPt = it->second.fPt;
+    } else {
+        sync.fAz = sync.fPt = NAN;
+    }
+}
+
 bool run_frames(FramePipeline &pipe, FrameSource &source, int frames, double min_score,
                 const FrameInputs &inputs, const FrameResult &result,
                 const FramePipeline::MosaicSink &sink, ProgressBar &bar, int bar_offset,
@@ -36,6 +48,7 @@ bool run_frames(FramePipeline &pipe, FrameSource &source, int frames, double min
         QEVO::SyncInfos sync{};
         dets.clear();
         inputs(f, sync, dets);
+        if (!std::isfinite(sync.fAz) || !std::isfinite(sync.fPt)) ++counts.without_angles;
         counts.raw += static_cast<long>(dets.size());
         const auto low = std::remove_if(dets.begin(), dets.end(),
                                         [&](const MotBox &d) { return d.score < min_score; });

@@ -11,6 +11,7 @@
 #include "frame_pipeline.h"
 #include "frame_source.h"
 #include "run_stats.h"
+#include "servo_file.h"
 
 namespace pipeline {
 
@@ -23,14 +24,15 @@ struct SequenceData {
 
 // Reads the detections and, when `gt_path` is not empty, the ground truth.
 // False with the parser's message.
-bool load_sequence(const std::string &dets_path, const std::string &gt_path, SequenceData &data,
-                   std::string &error);
+bool load_sequence(const std::string &dets_path, const std::string &gt_path, Scoring scoring,
+                   SequenceData &data, std::string &error);
 
 // Drops detections and ground truth after frame `frames`; each kind dropped
 // gets a warning on standard error, starting with `who`.
 void keep_frames(SequenceData &data, int frames, const std::string &who);
 
-// Servo angles and raw detections of a frame.
+// Servo angles and raw detections of a frame. `sync` starts at zero angles;
+// NaN angles mean the frame has none (servo_angles()).
 using FrameInputs =
     std::function<void(int frame, QEVO::SyncInfos &sync, std::vector<MotBox> &detections)>;
 // Sees each frame's servo angles, pixels and result; false with a message
@@ -45,7 +47,12 @@ struct RunCounts {
     long after_nms = 0;        // kept by the suppression
     long filter_in = 0;        // established frames of the in-place tracker's tracks
     long filter_out = 0;       // of those, passed by the height filter
+    long without_angles = 0;   // frames whose servo angles were missing
 };
+
+// The angles of `frame` from a servo file: NaN when the file has no line
+// for it, zero when there is no file.
+void servo_angles(const ServoTrack *servo, int frame, QEVO::SyncInfos &sync);
 
 // Runs frames 1 .. `frames` of `source` through `pipe`. Detections scoring
 // below `min_score` never reach the pipeline. After each frame the bar

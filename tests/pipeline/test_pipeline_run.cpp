@@ -167,7 +167,10 @@ TEST(PipelineRun, BadInputGivesAClearMessageAndNonZeroExit) {
     write_file("ok.nv12", std::string(64 * 48 * 3 / 2, 'x'));
     write_file("det.txt", "1,-1,1,1,10,10,0.9\n\n1,-1,1,1,10\n");
     write_file("not_a_folder", "x");
-    const struct { std::string args; int code; std::string message;
+    const struct {
+        std::string args;
+        int code;
+        std::string message;
     } cases[] = {
         {"--frames missing.nv12 --size 64x48", 1, "cannot open frames file 'missing.nv12'"},
         {"--frames rec.nv12 --size 64x48", 1, "does not match --size 64x48"},
@@ -253,10 +256,20 @@ TEST(PipelineRun, MotRootRunsEverySequenceAndWritesTheTable) {
     ASSERT_EQ(run(std::string("--mot-root ") + QEVO_MOT_TREE + " --out o --min-score 0.5"), 0)
         << slurp("stderr.txt");
     const std::vector<std::string> want = {
-        "sequence,frames,MOTA,MOTP,IDF1,IDP,IDR,IDSW,Frag,MT,PT,ML,FP,FN",
-        "TINY-01,12,0.250000,1.000000,0.400000,1.000000,0.250000,0,0,0,1,0,0,9",
-        "TINY-02,15,0.000000,1.000000,0.444444,0.500000,0.400000,0,0,0,1,0,6,9",
-        "OVERALL,27,0.111111,1.000000,0.428571,0.600000,0.333333,0,0,0,2,0,6,18"};
+        "sequence,tracker,frames,MOTA,MOTP,IDF1,HOTA,DetA,AssA,LocA,IDP,IDR,IDSW,Frag,MT,PT,ML,FP,"
+        "FN",
+        "TINY-01,exact,12,0.250000,1.000000,0.400000,0.250000,0.250000,0.250000,1.000000,1.000000,"
+        "0.250000,0,0,0,1,0,0,9",
+        "TINY-02,exact,15,0.000000,1.000000,0.444444,0.338062,0.285714,0.400000,1.000000,0.500000,"
+        "0.400000,0,0,0,1,0,6,9",
+        "OVERALL,exact,27,0.111111,1.000000,0.428571,0.308957,0.272727,0.350000,1.000000,0.600000,"
+        "0.333333,0,0,0,2,0,6,18",
+        "TINY-01,motion,12,1.000000,1.000000,1.000000,1.000000,1.000000,1.000000,1.000000,1.000000,"
+        "1.000000,0,0,1,0,0,0,0",
+        "TINY-02,motion,15,0.000000,1.000000,0.666667,0.707107,0.500000,1.000000,1.000000,0.500000,"
+        "1.000000,0,0,1,0,0,15,0",
+        "OVERALL,motion,27,0.444444,1.000000,0.782609,0.801784,0.642857,1.000000,1.000000,0.642857,"
+        "1.000000,0,0,2,0,0,15,0"};
     std::istringstream csv(slurp("o/summary.csv"));
     std::string line;
     for (const std::string &w : want) {
@@ -264,12 +277,30 @@ TEST(PipelineRun, MotRootRunsEverySequenceAndWritesTheTable) {
         EXPECT_EQ(line.substr(0, line.rfind(',')), w);  // the last column is a time
     }
     const auto js = nlohmann::json::parse(slurp("o/summary.json"));
-    EXPECT_EQ(js["sequences"].size(), 2u);
-    EXPECT_EQ(js["sequences"][1]["removed_on_not_evaluated"], 12);
-    EXPECT_EQ(js["overall"]["misses"], 18);
+    const auto &exact = js["trackers"]["exact"];
+    EXPECT_EQ(exact["sequences"].size(), 2u);
+    EXPECT_EQ(exact["sequences"][1]["removed_on_not_evaluated"], 12);
+    EXPECT_EQ(exact["overall"]["misses"], 18);
+    EXPECT_EQ(js["trackers"]["motion"]["overall"]["false_positives"], 15);
     EXPECT_NE(slurp("stdout.txt").find("OVERALL"), std::string::npos);
-    EXPECT_EQ(read_mot("o/TINY-01.txt").size(), 3u);
-    EXPECT_EQ(read_mot("o/TINY-02.txt").size(), 24u);
+    EXPECT_EQ(read_mot("o/exact/TINY-01.txt").size(), 3u);
+    EXPECT_EQ(read_mot("o/exact/TINY-02.txt").size(), 24u);
+    EXPECT_EQ(read_mot("o/motion/TINY-01.txt").size(), 12u);
+
+    // One tracker: its files straight in the output folder. With
+    // py-motmetrics' scoring, the static person and the flag-0 row are
+    // scored or dropped, and nothing is removed.
+    ASSERT_EQ(run(std::string("--mot-root ") + QEVO_MOT_TREE +
+                  " --out m --min-score 0.5 --tracker motion --scoring motmetrics"),
+              0)
+        << slurp("stderr.txt");
+    const auto mj = nlohmann::json::parse(slurp("m/summary.json"));
+    EXPECT_EQ(mj["scoring"], "motmetrics");
+    EXPECT_FALSE(mj["trackers"].contains("exact"));
+    EXPECT_EQ(mj["trackers"]["motion"]["sequences"][1]["removed_on_not_evaluated"], 0);
+    // The pedestrian, the static person and the car (flag 1), 15 frames each.
+    EXPECT_EQ(mj["trackers"]["motion"]["sequences"][1]["gt_boxes"], 45);
+    EXPECT_EQ(read_mot("m/TINY-02.txt").size(), 60u);
 
     // A single run on TINY-01's files finds its seqinfo.ini and gives the same figures.
     const std::string seq = std::string(QEVO_MOT_TREE) + "/TINY-01/";
@@ -281,4 +312,5 @@ TEST(PipelineRun, MotRootRunsEverySequenceAndWritesTheTable) {
     EXPECT_EQ(one["input"]["frames"], 12);
     EXPECT_EQ(one["detections"]["below_min_score"], 12);
     EXPECT_DOUBLE_EQ(one["tracker"]["mota"].get<double>(), 0.25);
+    EXPECT_DOUBLE_EQ(one["tracker_motion"]["mota"].get<double>(), 1.0);
 }
