@@ -11,7 +11,8 @@ if(QEVO_BUILD_APPS)
     endforeach()
     target_compile_definitions(test_pipeline_run PRIVATE
       QEVO_PIPELINE_BIN="$<TARGET_FILE:qevo_pipeline>"
+      QEVO_VIRTUAL_PAN_BIN="$<TARGET_FILE:qevo_virtual_pan>"
       QEVO_MOT_TREE="${CMAKE_CURRENT_LIST_DIR}/pipeline/mot_tree")
-    add_dependencies(test_pipeline_run qevo_pipeline)
+    add_dependencies(test_pipeline_run qevo_pipeline qevo_virtual_pan)
   endif()
 endif()

@@ -21,8 +21,8 @@ std::string trim(const std::string &s) {
     return s.substr(b, e - b);
 }
 
-// Fields of a line: split at commas when the line has one, else at runs of
-// white space.
+}  // namespace
+
 std::vector<std::string> split_fields(const std::string &line) {
     std::vector<std::string> out;
     if (line.find(',') == std::string::npos) {
@@ -41,8 +41,6 @@ std::vector<std::string> split_fields(const std::string &line) {
     }
     return out;
 }
-
-}  // namespace
 
 bool to_double(const std::string &text, double &v) {
     if (text.empty()) return false;

@@ -89,6 +89,10 @@ ParseResult load_detections(const std::string &path, MotSequence &out);
 ParseResult load_ground_truth(const std::string &path, GroundTruth &out,
                               Scoring scoring = Scoring::kDevkit);
 
+// The fields of one line: split at commas when the line has one (blanks
+// around them removed), else at runs of white space.
+std::vector<std::string> split_fields(const std::string &line);
+
 // Strict number parsing of a whole string: no blanks or other characters
 // after the number, no overflow. to_double also refuses infinities and NaN;
 // parse_long takes base-10 integers only ("3.0" is refused). `v` is
