@@ -1,16 +1,21 @@
 #!/usr/bin/env python3
-"""Runs the library's tracker on a MOTChallenge detection file.
+"""Runs one of the library's trackers on a MOTChallenge detection file.
 
-    track_mot.py DET.txt RESULT.txt [--iou 0.3] [--nms T] [--min-score S] [--verbose]
+    track_mot.py DET.txt RESULT.txt [--tracker motion|exact] [--iou 0.3] [--nms T]
+                 [--min-score S] [--verbose]
 
 DET.txt holds one detection per line, `frame,id,left,top,width,height,conf[,x,y,z]`
 (frames from 1, 1-based pixel coordinates, as the MOTChallenge files give them).
-Every frame from 1 to the last one is fed to qevo.Tracker (the in-place tracker,
-IoU matching), also frames without detections, so tracks age as on the board.
-RESULT.txt receives `frame,id,left,top,width,height,score,-1,-1,-1` for every
-established track of every frame (tracks count from their 10th observation).
+Every frame from 1 to the last one is fed to the tracker, also frames without
+detections, so tracks age as on the board:
+  --tracker motion (default): qevo.MotionTracker with its default parameters;
+      RESULT.txt receives every confirmed track matched in the frame;
+  --tracker exact: qevo.Tracker (the in-place update_objtracker, IoU matching
+      above --iou); RESULT.txt receives every established track (tracks count
+      from their 10th observation).
+RESULT.txt lines are `frame,id,left,top,width,height,score,-1,-1,-1`.
 
-The C++ tracker prints progress lines on standard output; they are discarded
+The exact tracker prints progress lines on standard output; they are discarded
 unless --verbose is given. The script's own messages go to standard error.
 """
 import argparse
@@ -57,7 +62,10 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
     parser.add_argument("detections")
     parser.add_argument("result")
-    parser.add_argument("--iou", type=float, default=0.3, help="matching IoU threshold (0.3)")
+    parser.add_argument("--tracker", choices=("motion", "exact"), default="motion",
+                        help="qevo.MotionTracker (default) or the exact qevo.Tracker")
+    parser.add_argument("--iou", type=float, default=0.3,
+                        help="exact tracker: matching IoU threshold (0.3)")
     parser.add_argument("--nms", type=float, help="suppress each frame's boxes first (nms1)")
     parser.add_argument("--min-score", type=float, default=-np.inf, help="drop weaker boxes")
     parser.add_argument("--verbose", action="store_true", help="keep the tracker's lines")
@@ -68,7 +76,10 @@ def main():
         sys.stdout.flush()
         os.dup2(os.open(os.devnull, os.O_WRONLY), 1)
 
-    tracker = qevo.Tracker(iou_threshold=args.iou)
+    if args.tracker == "motion":
+        tracker, reported = qevo.MotionTracker(), qevo.TRACK_CONFIRMED
+    else:
+        tracker, reported = qevo.Tracker(iou_threshold=args.iou), qevo.TRACK_ESTABLISHED
     empty = np.zeros((0, 6), np.float32)
     written = 0
     with open(args.result, "w") as out:
@@ -76,8 +87,9 @@ def main():
             dets = detections.get(frame, empty)
             if args.nms is not None and len(dets):
                 dets = qevo.nms1(dets, args.nms)
-            for tid, x1, y1, x2, y2, score, _, state in tracker.update(dets):
-                if state == qevo.TRACK_ESTABLISHED:
+            for row in tracker.update(dets):
+                tid, x1, y1, x2, y2, score, _, state = row[:8]
+                if state == reported:
                     out.write(f"{frame},{int(tid)},{x1 + 1:.2f},{y1 + 1:.2f},{x2 - x1:.2f},"
                               f"{y2 - y1:.2f},{score:.3f},-1,-1,-1\n")
                     written += 1

@@ -15,5 +15,6 @@ PYBIND11_MODULE(qevo, m) {
     qevo_py::bind_pixels(m);
     qevo_py::bind_preprocess(m);
     qevo_py::bind_trackers(m);
+    qevo_py::bind_motion(m);
     qevo_py::bind_utilities(m);
 }

@@ -11,6 +11,7 @@ void bind_suppression(pybind11::module_ &m);
 void bind_pixels(pybind11::module_ &m);
 void bind_preprocess(pybind11::module_ &m);
 void bind_trackers(pybind11::module_ &m);
+void bind_motion(pybind11::module_ &m);
 void bind_utilities(pybind11::module_ &m);
 
 }  // namespace qevo_py

@@ -17,6 +17,11 @@
 //                                                     8 int32 (crop_x ... height)
 //   qevo_pyref track THR SIGMA FRAMES IN OUT          in-place tracker + filter per frame
 //   qevo_pyref snaptrack THR LAYOUT FRAMES PW PH IN ANGLES PATCHES OUT MOSAICS SERVO
+//   qevo_pyref motion FRAMES HIGH LOW NEW HITS LOST RES IN ANGLES OUT
+//                                                     qevo::MotionTracker; ANGLES: float32
+//                                                     (az, pt) per frame, NaN for none; OUT:
+//                                                     float64 (frame, 13 values of a row as
+//                                                     the binding gives them)
 //
 // Detections of the trackers: float32 rows (frame, x1, y1, x2, y2, score,
 // class), frames 0 .. FRAMES - 1 in order. Track rows are float64
@@ -35,6 +40,7 @@
 #include "mat_pixel_resize.h"
 #include "objTracker.h"
 #include "preprocess.h"
+#include "tracker.h"
 #include "utils.h"
 
 namespace {
@@ -250,6 +256,39 @@ int snaptrack(char **a) {
     return 0;
 }
 
+int motion(char **a) {
+    const int frames = arg_int(a[0]);
+    qevo::MotionTrackerParams p;
+    p.high_score = arg_float(a[1]);
+    p.low_score = arg_float(a[2]);
+    p.new_track_score = arg_float(a[3]);
+    p.confirm_hits = arg_int(a[4]);
+    p.max_lost = arg_int(a[5]);
+    const double res = std::strtod(a[6], nullptr);
+    const std::vector<float> rows = load<float>(a[7]), angles = load<float>(a[8]);
+    qevo::MotionTracker tracker(p);
+    std::vector<double> out;
+    for (int f = 0; f < frames; ++f) {
+        size_t first = 0;
+        std::vector<QEVO::objinfo> dets = frame_dets(rows, f, &first);
+        for (size_t i = 0; i < dets.size(); ++i) dets[i].ID = static_cast<int>(i);
+        QEVO::SyncInfos sync{};
+        sync.fAz = angles[2 * f], sync.fPt = angles[2 * f + 1];
+        const bool has = sync.fAz == sync.fAz;  // NaN: no angles for this frame
+        tracker.update(dets, has ? &sync : nullptr, res);
+        for (int i = 0; i < tracker.track_count(); ++i) {
+            const qevo::TrackInfo &k = tracker.tracks()[i];
+            const QEVO::objinfo &b = k.box;
+            out.insert(out.end(),
+                       {double(f), double(b.trackID), b.x1, b.y1, b.x2, b.y2, b.score,
+                        double(b.classNum), double(k.state), double(k.hits), double(k.misses),
+                        double(k.age), k.occlusion, k.misses == 0 ? double(b.ID) : -1.0});
+        }
+    }
+    save(a[9], out);
+    return 0;
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -298,6 +337,7 @@ int main(int argc, char **argv) {
     if (cmd == "tensor") return tensor(a);
     if (cmd == "track") return track(a);
     if (cmd == "snaptrack") return snaptrack(a);
+    if (cmd == "motion") return motion(a);
     std::fprintf(stderr, "unknown command %s\n", cmd.c_str());
     return 2;
 }

@@ -5,6 +5,7 @@ import sys
 from pathlib import Path
 
 import numpy as np
+import pytest
 
 import qevo
 
@@ -83,7 +84,8 @@ def test_snapshot_tracker_matches_library(rng, ref):
         assert snaps[-1].shape == ((384, 256) if layout == "nv12" else (256, 256, 3))
 
 
-def test_track_mot_script_writes_the_established_tracks(rng, ref, tmp_path):
+@pytest.mark.parametrize("tracker", ["exact", "motion"])
+def test_track_mot_script_writes_the_reported_tracks(rng, ref, tmp_path, tracker):
     frames = 50
     rows = scenario(rng, frames)
     rows[:, 6] = 0  # detection files carry no class
@@ -92,14 +94,23 @@ def test_track_mot_script_writes_the_established_tracks(rng, ref, tmp_path):
         for fr, x1, y1, x2, y2, score, _ in rows.tolist():
             f.write(f"{int(fr) + 1},-1,{x1 + 1!r},{y1 + 1!r},{x2 - x1!r},{y2 - y1!r},{score!r}\n")
     script = Path(__file__).resolve().parents[2] / "apps" / "python" / "track_mot.py"
-    subprocess.run([sys.executable, str(script), str(det), str(res)], check=True,
-                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    subprocess.run([sys.executable, str(script), str(det), str(res), "--tracker", tracker],
+                   check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     got = np.loadtxt(res, delimiter=",", ndmin=2)
-    want = ref("track", 0.3, 1.0, frames, inputs=[rows], outputs=[np.float64]).reshape(-1, 10)
-    want = want[(want[:, 1] == 0) & (want[:, 9] == 0) & (want[:, 0] <= rows[:, 0].max())]
-    x1, y1, x2, y2 = want[:, 3:7].T
-    expected = np.column_stack([want[:, 0] + 1, want[:, 2], x1 + 1, y1 + 1, x2 - x1, y2 - y1,
-                                want[:, 7]])
+    if tracker == "exact":  # established tracks: (frame, kind 0, id, box, score, class, state 0)
+        want = ref("track", 0.3, 1.0, frames, inputs=[rows], outputs=[np.float64]).reshape(-1, 10)
+        want = want[(want[:, 1] == 0) & (want[:, 9] == 0)][:, [0, 2, 3, 4, 5, 6, 7]]
+    else:  # confirmed tracks, default parameters, no angles
+        d = qevo.MotionTracker().params
+        angles = np.full((frames, 2), np.nan, np.float32)
+        want = ref("motion", frames, d["high_score"], d["low_score"], d["new_track_score"],
+                   d["confirm_hits"], d["max_lost"], 0, inputs=[rows, angles],
+                   outputs=[np.float64]).reshape(-1, 14)
+        want = want[want[:, 8] == qevo.TRACK_CONFIRMED][:, :7]
+    want = want[want[:, 0] <= rows[:, 0].max()]
+    x1, y1, x2, y2 = want[:, 2:6].T
+    expected = np.column_stack([want[:, 0] + 1, want[:, 1], x1 + 1, y1 + 1, x2 - x1, y2 - y1,
+                                want[:, 6]])
     assert len(want) > 0 and got.shape == (len(want), 10)
     assert np.array_equal(got[:, :2], expected[:, :2])
     assert np.allclose(got[:, 2:7], expected[:, 2:], rtol=0, atol=0.0051)
