@@ -13,7 +13,7 @@ bash scripts/deps.sh cmake g++ make pkg-config libpng-dev nlohmann-json3-dev lib
 jobs=$(nproc 2>/dev/null || echo 2)
 cmake -S . -B build-demo -DCMAKE_BUILD_TYPE=Release -DQEVO_BUILD_TESTS=OFF -DQEVO_BUILD_BENCH=OFF \
     -DQEVO_BUILD_APPS=ON >/dev/null
-cmake --build build-demo -j "$jobs" --target qevo_pipeline
+cmake --build build-demo -j "$jobs" --target qevo_pipeline qevo_virtual_pan
 
 out=out
 benchmark=no
@@ -29,9 +29,10 @@ done
 [ $benchmark = no ] && [ -f "$out/summary.json" ] || exit 0
 echo
 echo "Results in $(cd "$out" && pwd):"
-echo "  summary.json        timings per stage, fps, track count, MOTA / IDF1 / switches"
-echo "  tracks.txt          tracks in MOTChallenge format (frame,id,x,y,w,h,score,-1,-1,-1),"
-echo "                      one identifier per track, never reused"
+echo "  summary.json        timings per stage, fps, track count, MOTA / IDF1 / HOTA / switches"
+echo "  tracks*.txt         tracks in MOTChallenge format (frame,id,x,y,w,h,score,-1,-1,-1),"
+echo "                      one identifier per track, never reused: tracks.txt and"
+echo "                      tracks_inplace.txt (exact trackers), tracks_motion.txt (motion)"
 echo "  frames/             annotated frames (every 30th by default)"
 echo "  contact_sheet.png   the annotated frames side by side"
 echo "  snapshots/          each track's 4x4 mosaic of its latest 64x64 patches"
