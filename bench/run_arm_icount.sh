@@ -14,13 +14,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 pattern=${1:-}
 
-icount=${ARM_ICOUNT_DIR:-}
-if [ -z "$icount" ]; then
-  common=$(git rev-parse --path-format=absolute --git-common-dir 2>/dev/null || echo "$PWD/.git")
-  for d in "$PWD/../shared/tools/arm-icount" "$(dirname "$common")/../shared/tools/arm-icount"; do
-    if [ -f "$d/count.c" ]; then icount=$(cd "$d" && pwd); break; fi
-  done
-fi
+source bench/arm_icount_dir.sh
 if [ -z "$icount" ] || [ ! -f "$icount/count.c" ] || [ ! -f "$icount/roi.h" ]; then
   echo "arm-icount tool not found: set ARM_ICOUNT_DIR to the directory holding count.c and roi.h" >&2
   exit 1

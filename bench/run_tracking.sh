@@ -70,13 +70,7 @@ done
 # Cost per frame: x86-64 time, then aarch64 instructions.
 "$build/bench/bench_motion_tracker" --benchmark_format=json --benchmark_repetitions=5 \
   --benchmark_report_aggregates_only=true >"$work/bench.json" 2>/dev/null
-icount=${ARM_ICOUNT_DIR:-}
-if [ -z "$icount" ]; then
-  common=$(git rev-parse --path-format=absolute --git-common-dir 2>/dev/null || echo "$PWD/.git")
-  for d in "$PWD/../shared/tools/arm-icount" "$(dirname "$common")/../shared/tools/arm-icount"; do
-    if [ -f "$d/count.c" ]; then icount=$(cd "$d" && pwd); break; fi
-  done
-fi
+source bench/arm_icount_dir.sh
 : >"$work/arm.txt"
 if [ -n "$icount" ] && [ -f "$icount/roi.h" ]; then
   bash scripts/deps.sh g++-aarch64-linux-gnu qemu-user gcc

@@ -157,6 +157,8 @@ class QEVO_API MotionTracker {
   public:
     explicit MotionTracker(const MotionTrackerParams &params = MotionTrackerParams());
     ~MotionTracker();
+    // Moving hands the tracks over; a moved-from tracker holds none,
+    // refuses updates (1) and may be assigned to or destroyed.
     MotionTracker(MotionTracker &&other) noexcept;
     MotionTracker &operator=(MotionTracker &&other) noexcept;
     MotionTracker(const MotionTracker &) = delete;
@@ -199,9 +201,11 @@ class QEVO_API MotionTracker {
     // again, no previous servo angles); working storage is kept.
     void reset();
     // Sizes the working storage for this many tracks and detections, so that
-    // updates up to these sizes do not allocate. Returns 0; 1 for negative
-    // or oversized (above 1 << 20) requests, or when the storage cannot be
-    // allocated (nothing changes).
+    // updates up to these sizes do not allocate (the assignment's storage
+    // for a large group of overlapping boxes still grows when such a group
+    // first appears). Returns 0; 1 for negative or oversized (above 1 << 20)
+    // requests, which change nothing, or when the storage cannot be
+    // allocated (the tracks are kept).
     int reserve(int tracks, int detections);
 
   private:

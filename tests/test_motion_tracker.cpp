@@ -74,7 +74,7 @@ TEST(MotionTracker, ServoShiftMovesThePrediction) {
     };
     const Case cases[] = {
         {10.0f, 0.0f, 11.0f, 0.5f, 0.1, -10.0f, 5.0f},
-        {359.5f, 0.0f, 0.5f, 0.0f, 0.1, -10.0f, 0.0f},    // across 360
+        {359.5f, 0.0f, 0.5f, 0.0f, 0.1, -10.0f, 0.0f},   // across 360
         {0.5f, -1.0f, 359.5f, -2.0f, 0.2, 5.0f, -5.0f},  // back across 0, tilt down
         {10.0f, 0.0f, 11.0f, 0.5f, 0.0, 0.0f, 0.0f},     // no resolution
         {10.0f, 0.0f, 11.0f, 0.5f, 1e-7, 0.0f, 0.0f},    // at the limit
@@ -98,7 +98,8 @@ TEST(MotionTracker, ServoShiftMovesThePrediction) {
     // angles count as missing.
     const QEVO::SyncInfos a = angles(10, 0), b = angles(20, 0), nan = angles(NAN, 0),
                           huge = angles(1e30f, 0);
-    for (const QEVO::SyncInfos *gap : {static_cast<const QEVO::SyncInfos *>(nullptr), &nan, &huge}) {
+    for (const QEVO::SyncInfos *gap :
+         {static_cast<const QEVO::SyncInfos *>(nullptr), &nan, &huge}) {
         MotionTracker t;
         settle(t, d, &a, 0.1);
         QEVO::objinfo still{};
@@ -224,8 +225,8 @@ TEST(MotionTracker, ConfirmationLossAndIdentifiers) {
 TEST(MotionTracker, BadInput) {
     MotionTracker t;
     const float inf = std::numeric_limits<float>::infinity();
-    std::vector<QEVO::objinfo> bad = {det(NAN, 0, 10, 10), det(0, 0, inf, 10),
-                                      det(0, 0, 0, 10),    det(0, 0, 10, -5),
+    std::vector<QEVO::objinfo> bad = {det(NAN, 0, 10, 10),  det(0, 0, inf, 10),
+                                      det(0, 0, 0, 10),     det(0, 0, 10, -5),
                                       det(2e6f, 0, 10, 10), det(0, 0, 10, 10, NAN)};
     QEVO::objinfo inverted = det(50, 50, 10, 10);
     std::swap(inverted.x1, inverted.x2);
@@ -264,8 +265,11 @@ TEST(MotionTracker, BadInput) {
     EXPECT_EQ(q.params().position_noise, MotionTrackerParams().position_noise);
     EXPECT_EQ(q.params().first_id, 1);
 
-    MotionTracker moved = std::move(t);
+    MotionTracker moved;
+    ASSERT_EQ(moved.update(bad), 0);
+    moved = std::move(t);
     EXPECT_EQ(moved.track_count(), 1);
+    EXPECT_FLOAT_EQ(moved.tracks()[0].box.x1, 100.0f);
     EXPECT_EQ(t.update(nullptr, 0), 1);  // NOLINT(bugprone-use-after-move): refused, no crash
     EXPECT_EQ(t.track_count(), 0);
     EXPECT_EQ(t.tracks(), nullptr);

@@ -380,7 +380,11 @@ MotionTracker::MotionTracker(MotionTracker &&other) noexcept : impl_(other.impl_
 }
 
 MotionTracker &MotionTracker::operator=(MotionTracker &&other) noexcept {
-    if (this != &other) std::swap(impl_, other.impl_);
+    if (this != &other) {
+        delete impl_;
+        impl_ = other.impl_;
+        other.impl_ = nullptr;
+    }
     return *this;
 }
 
