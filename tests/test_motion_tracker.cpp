@@ -2,7 +2,6 @@
 // identifiers, bad input and allocations once warmed up.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <algorithm>
 #include <climits>
 #include <cmath>
@@ -12,18 +11,6 @@
 #include <vector>
 
 #include "tracker.h"
-
-// Counts heap allocations of this program (all threads; the tests run on one).
-// GCC takes the free() of memory from a replaced operator new for a mismatch.
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-static std::atomic<long> g_allocations{0};
-void *operator new(std::size_t n) {
-    ++g_allocations;
-    if (void *p = std::malloc(n ? n : 1)) return p;
-    throw std::bad_alloc();
-}
-void operator delete(void *p) noexcept { std::free(p); }
-void operator delete(void *p, std::size_t) noexcept { std::free(p); }
 
 namespace {
 
@@ -273,37 +260,4 @@ TEST(MotionTracker, BadInput) {
     EXPECT_EQ(t.update(nullptr, 0), 1);  // NOLINT(bugprone-use-after-move): refused, no crash
     EXPECT_EQ(t.track_count(), 0);
     EXPECT_EQ(t.tracks(), nullptr);
-}
-
-// Once the tracker has seen its largest frame it does not allocate: the
-// same crowded sequence, run again after reset(), makes no allocation.
-TEST(MotionTracker, NoAllocationOnceWarm) {
-    MotionTracker t;
-    std::vector<std::vector<QEVO::objinfo>> frames(60);
-    unsigned seed = 7;
-    auto rnd = [&seed] { return (seed = seed * 1103515245u + 12345u) >> 16 & 0x7fff; };
-    for (size_t f = 0; f < frames.size(); ++f) {
-        for (int k = 0; k < 120; ++k) {
-            if (rnd() % 10 == 0) continue;  // missed now and then
-            const float x = static_cast<float>(k % 20) * 90 + static_cast<float>(f) * 2;
-            const float y = static_cast<float>(k / 20) * 150 + static_cast<float>(rnd() % 5);
-            frames[f].push_back(det(x, y, 40, 100, rnd() % 3 ? 0.95f : 0.4f));
-        }
-    }
-    for (int pass = 0; pass < 2; ++pass) {
-        const long before = g_allocations.load();
-        for (const auto &d : frames) {
-            ASSERT_EQ(t.update(d), 0);
-        }
-        // The first pass sizes the storage (and shows that the count works).
-        const long made = g_allocations.load() - before;
-        if (pass == 0) {
-            EXPECT_GT(made, 0);
-        } else {
-            EXPECT_EQ(made, 0);
-        }
-        t.reset();
-    }
-    EXPECT_EQ(t.reserve(-1, 5), 1);
-    EXPECT_EQ(t.reserve(10, 10), 0);
 }
