@@ -8,7 +8,8 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh cmake g++ make pkg-config libgtest-dev libbenchmark-dev libpng-dev \
-  nlohmann-json3-dev libcli11-dev libinih-dev
+  nlohmann-json3-dev libcli11-dev libinih-dev libopencv-videoio-dev libopencv-objdetect-dev \
+  libopencv-imgproc-dev
 
 # Any sanitizer report ends the program with a failure status.
 export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=0}"

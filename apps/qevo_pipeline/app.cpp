@@ -22,6 +22,7 @@
 #include "sequence_info.h"
 #include "sequence_run.h"
 #include "utils.h"
+#include "video_run.h"
 
 namespace pipeline {
 
@@ -238,6 +239,7 @@ bool standin_geometry(const Options &opt, const SequenceData &data, int &w, int 
 
 int run_program(const Options &opt) {
     if (!opt.mot_root.empty()) return run_mot_root(opt);
+    if (!opt.video_file.empty()) return run_video(opt);
     const auto wall0 = std::chrono::steady_clock::now();
     std::string err;
     const bool builtin = !opt.user_data();

@@ -45,7 +45,7 @@ struct Cli {
     std::string size;
     CLI::Option *frames = nullptr, *dets = nullptr, *gt = nullptr, *size_opt = nullptr,
                 *header = nullptr, *root = nullptr, *scene = nullptr, *servo = nullptr,
-                *resolution = nullptr;
+                *resolution = nullptr, *video = nullptr, *scene_flag = nullptr;
 };
 
 std::unique_ptr<Cli> make_cli(Options &o) {
@@ -57,6 +57,14 @@ std::unique_ptr<Cli> make_cli(Options &o) {
     a.add_option("--out", o.out_dir, "output folder")->type_name("DIR");
 
     const char *data = "data";
+    c->video = a.add_option("--video", o.video_file,
+                            "a recording (any file OpenCV decodes): its frames as NV12 through "
+                            "the library, a people detector and a servo that follows a target")
+                   ->type_name("FILE")
+                   ->group(data);
+    c->scene_flag =
+        a.add_flag("--scene", o.scene, "the built-in synthetic scene (with exact ground truth)")
+            ->group(data);
     c->frames = a.add_option("--frames", o.frames_file, "raw NV12 frames, one after another")
                     ->type_name("FILE")
                     ->group(data);
@@ -82,6 +90,30 @@ std::unique_ptr<Cli> make_cli(Options &o) {
                            "run every sequence of a MOTChallenge folder (see below)")
                   ->type_name("DIR")
                   ->group(data);
+
+    const char *video = "video runs (--video)";
+    a.add_option("--view", o.view_fraction, "the camera's view as a share of each side")
+        ->check(CLI::Range(0.1, 1.0).description(""))
+        ->type_name("F")
+        ->group(video);
+    a.add_option("--slew", o.slew, "the servo's fastest move, degrees per frame on each axis")
+        ->check(CLI::Range(0.0, 90.0).description(""))
+        ->type_name("D")
+        ->group(video);
+    a.add_flag_callback(
+         "--no-servo", [&o] { o.servo = false; }, "keep the view still, in the middle")
+        ->group(video);
+    a.add_option("--follow", o.follow,
+                 "follow this track (default: the one reported for the longest time)")
+        ->check(CLI::Range(1, 1 << 30).description(""))
+        ->type_name("ID")
+        ->default_str("")
+        ->group(video);
+    a.add_option("--detect-scale", o.detect_scale,
+                 "the people detector's input size as a multiple of the view's")
+        ->check(CLI::Range(0.25, 4.0).description(""))
+        ->type_name("S")
+        ->group(video);
 
     const char *run = "run";
     a.add_option("--tracker", o.tracker,
@@ -227,6 +259,17 @@ bool parse_cli(int argc, const char *const *argv, Options &opt, std::string &err
                 error = "--mot-root cannot be combined with " + other->get_name();
                 return false;
             }
+    if (!opt.video_file.empty())
+        for (CLI::Option *other :
+             {c->frames, c->root, c->scene_flag, c->size_opt, c->header, c->servo, c->scene})
+            if (other->count() > 0) {
+                error = "--video cannot be combined with " + other->get_name();
+                return false;
+            }
+    if (opt.scene && opt.user_data()) {
+        error = "--scene cannot be combined with recorded data";
+        return false;
+    }
     if (c->header->count() > 0 && opt.frames_file.empty()) {
         error = "--header only applies to --frames";
         return false;
@@ -252,8 +295,9 @@ bool parse_cli(int argc, const char *const *argv, Options &opt, std::string &err
         error = "--servo needs --dets or --frames";
         return false;
     }
-    if (!opt.gt_file.empty() && opt.frames_file.empty() && opt.dets_file.empty()) {
-        error = "--gt needs --dets or --frames to evaluate";
+    if (!opt.gt_file.empty() && opt.frames_file.empty() && opt.dets_file.empty() &&
+        opt.video_file.empty()) {
+        error = "--gt needs --dets, --frames or --video to evaluate";
         return false;
     }
     if (!opt.user_data() && opt.mot_root.empty() && !given) {

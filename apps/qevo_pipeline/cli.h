@@ -16,11 +16,20 @@ enum class TrackerChoice { kExact, kMotion, kBoth };
 
 struct Options {
     std::string out_dir = "out";
-    std::string frames_file;      // raw NV12 frames (user data)
-    std::string dets_file;        // MOTChallenge detections (user data)
-    std::string gt_file;          // MOTChallenge ground truth (user data)
-    std::string mot_root;         // folder of MOTChallenge sequences
-    std::string servo_file;       // servo angles per frame (servo_file.h)
+    std::string frames_file;  // raw NV12 frames (user data)
+    std::string dets_file;    // MOTChallenge detections (user data)
+    std::string gt_file;      // MOTChallenge ground truth (user data)
+    std::string mot_root;     // folder of MOTChallenge sequences
+    std::string servo_file;   // servo angles per frame (servo_file.h)
+    std::string video_file;   // a recording any way OpenCV decodes it (video_run.h)
+    bool scene = false;       // the built-in scene (also the choice without any data)
+    // Video runs: the view's share of each side, the servo's slew limit,
+    // whether it moves, the track to follow, the detector's input scale.
+    double view_fraction = 0.6;
+    double slew = 0.5;  // degrees per frame
+    bool servo = true;
+    int follow = -1;
+    double detect_scale = 1.25;
     int width = 0, height = 0;    // --size (0: not given); also sets the built-in scene's size
     long header = 0;              // bytes before the first frame of --frames
     int every = 30;               // annotate every Nth frame
@@ -43,7 +52,7 @@ struct Options {
 
     bool user_data() const {
         return !frames_file.empty() || !dets_file.empty() || !gt_file.empty() ||
-               !servo_file.empty();
+               !servo_file.empty() || !video_file.empty();
     }
     bool exact() const { return tracker != TrackerChoice::kMotion; }
     bool motion() const { return tracker != TrackerChoice::kExact; }

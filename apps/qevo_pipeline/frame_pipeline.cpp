@@ -146,6 +146,9 @@ double FramePipeline::inplace_tracker_ms() const {
 
 bool FramePipeline::stage_runs(size_t stage) const {
     switch (stage) {
+        case kResize:
+        case kLayout:
+            return cfg_.network_input;
         case kPatches:
         case kTrack:
         case kReadback:
@@ -191,14 +194,16 @@ FrameOutput FramePipeline::process(int frame_number, const uint8_t *nv12,
 
     // 2. resize to the network size
     clock = StageClock();
-    resize_bilinear_yuv420sp(image.data, image.width, image.height, net_nv12_.data(), net_w_,
-                             net_h_);
+    if (cfg_.network_input)
+        resize_bilinear_yuv420sp(image.data, image.width, image.height, net_nv12_.data(), net_w_,
+                                 net_h_);
     stages_[kResize].ms.push_back(clock.elapsed_ms());
 
     // 3. network input layout: the centre rows of the resized frame as planar
     // BGR bytes, converted straight from NV12 in one call
     clock = StageClock();
-    if (qevo::nv12_to_tensor(resized_, input_, planar_.data(), planar_.size()) == 0) {
+    if (cfg_.network_input &&
+        qevo::nv12_to_tensor(resized_, input_, planar_.data(), planar_.size()) == 0) {
         TensorMat tensor(1, 3, tensor_h_, net_w_, QEVO::CHW, planar_.data(), QEVO::AI_UINT8, false);
         QEVO::TenMat exported{};
         exported.data = nullptr;  // borrow the tensor's buffer
@@ -251,8 +256,9 @@ FrameOutput FramePipeline::process(int frame_number, const uint8_t *nv12,
 
     // 10. second tracker, in place, then the height filter
     if (cfg_.exact) second_tracker(kept, out);
-    for (size_t st = 0; st < stages_.size(); ++st)
-        if (!stage_runs(st)) stages_[st].ms.push_back(0.0);
+    // Stages that did not run this frame count 0, so every stage has one entry per frame.
+    for (StageTimes &st : stages_)
+        if (st.ms.size() < stages_[kWrap].ms.size()) st.ms.push_back(0.0);
     return out;
 }
 

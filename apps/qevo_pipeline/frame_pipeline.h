@@ -54,9 +54,10 @@ struct PipelineConfig {
     float match_distance = 0.5f;
     float match_iou = 0.3f;
     float filter_sigma = 3.0f;
-    double resolution = 0.05;  // degrees per pixel
-    bool exact = true;         // steps 6 to 8 and 10
-    bool motion = true;        // step M
+    double resolution = 0.05;   // degrees per pixel
+    bool network_input = true;  // steps 2 and 3 (off when the caller lays out its own input)
+    bool exact = true;          // steps 6 to 8 and 10
+    bool motion = true;         // step M
     qevo::MotionTrackerParams motion_params;
     int coast = 0;  // frames a hidden lost track of the motion tracker is still reported
 };

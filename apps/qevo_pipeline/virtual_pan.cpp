@@ -48,16 +48,16 @@ bool pan_rows(const std::string &in_path, const std::string &out_path,
         }
         if (frame > static_cast<int>(offsets.size())) continue;  // beyond the sequence
         const Offset o = offsets[frame - 1];
-        // 1-based left/top to 0-based corners in the view.
-        const double x1 = v[2] - 1 - o.x, y1 = v[3] - 1 - o.y;
-        const double x2 = x1 + v[4], y2 = y1 + v[5];
-        const double cx1 = std::max(0.0, x1), cy1 = std::max(0.0, y1);
-        const double cx2 = std::min<double>(view_w, x2), cy2 = std::min<double>(view_h, y2);
-        if (cx2 <= cx1 || cy2 <= cy1 || (cx2 - cx1) * (cy2 - cy1) < 0.5 * v[4] * v[5]) continue;
+        // 1-based left/top to 0-based corners, then into the view.
+        MotBox box, seen;
+        box.x1 = static_cast<float>(v[2] - 1), box.y1 = static_cast<float>(v[3] - 1);
+        box.x2 = static_cast<float>(v[2] - 1 + v[4]), box.y2 = static_cast<float>(v[3] - 1 + v[5]);
+        if (!into_view(box, o.x, o.y, view_w, view_h, seen)) continue;
         const double dx = unshifted ? o.x : 0.0, dy = unshifted ? o.y : 0.0;
         char buf[160];
         std::snprintf(buf, sizeof buf, "%s,%s,%.3f,%.3f,%.3f,%.3f", f[0].c_str(), f[1].c_str(),
-                      cx1 + dx + 1, cy1 + dy + 1, cx2 - cx1, cy2 - cy1);
+                      seen.x1 + dx + 1, seen.y1 + dy + 1, static_cast<double>(seen.x2) - seen.x1,
+                      static_cast<double>(seen.y2) - seen.y1);
         text += buf;
         for (size_t i = 6; i < f.size(); ++i) text += "," + f[i];
         text += "\n";
@@ -66,6 +66,20 @@ bool pan_rows(const std::string &in_path, const std::string &out_path,
 }
 
 }  // namespace
+
+bool into_view(const MotBox &in, double ox, double oy, int vw, int vh, MotBox &out) {
+    const double x1 = in.x1 - ox, y1 = in.y1 - oy, x2 = in.x2 - ox, y2 = in.y2 - oy;
+    const double cx1 = std::max(0.0, x1), cy1 = std::max(0.0, y1);
+    const double cx2 = std::min<double>(vw, x2), cy2 = std::min<double>(vh, y2);
+    if (cx2 <= cx1 || cy2 <= cy1 || (cx2 - cx1) * (cy2 - cy1) < 0.5 * (x2 - x1) * (y2 - y1))
+        return false;
+    out = in;
+    out.x1 = static_cast<float>(cx1);
+    out.y1 = static_cast<float>(cy1);
+    out.x2 = static_cast<float>(cx2);
+    out.y2 = static_cast<float>(cy2);
+    return true;
+}
 
 double pan_offset(int frame, int room, double speed) {
     if (room <= 0 || !(speed > 0)) return 0.0;

@@ -27,6 +27,8 @@
 
 #include <string>
 
+#include "mot_format.h"
+
 namespace pipeline {
 
 struct PanConfig {
@@ -37,6 +39,11 @@ struct PanConfig {
     double pitch0 = 10.0;
     bool unshifted = false;
 };
+
+// A box of the recording as the view with top-left corner (ox, oy) and size
+// vw x vh sees it: moved into the view and clipped to it. False when less
+// than half of the box's area shows (the box is then dropped).
+bool into_view(const MotBox &in, double ox, double oy, int vw, int vh, MotBox &out);
 
 // View offset of frame `frame` for a frame of `room` pixels more than the
 // view on this axis, with the given fastest step.

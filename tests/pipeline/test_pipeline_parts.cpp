@@ -1,4 +1,5 @@
-// Built-in scene, pictures and summary writer of the frame-pipeline program.
+// Built-in scene, pictures, summary writer and simulated servo of the
+// frame-pipeline program.
 #include <gtest/gtest.h>
 #include <png.h>
 
@@ -12,6 +13,8 @@
 #include "metrics.h"
 #include "raster.h"
 #include "scene.h"
+#include "servo_sim.h"
+#include "utils.h"
 #include "support.h"
 
 using namespace pipeline;
@@ -159,4 +162,45 @@ TEST(JsonWriter, NestsEscapesAndWritesNullForNonFinite) {
               "{\n  \"name\": \"a \\\"b\\\"\\n\\\\c\\u0001\",\n  \"n\": 3,\n  \"x\": 0.25,\n"
               "  \"bad\": null,\n  \"inf\": null,\n  \"empty\": {},\n"
               "  \"list\": [\n    1,\n    true\n  ],\n  \"none\": null\n}\n");
+}
+
+// The servo loop as the video run closes it: each frame the target's place in
+// the view gives the angles to aim at (servo_calc_Az / servo_calc_Pt), and
+// the servo moves toward them at its slew limit. A target walking 3 pixels
+// per frame across a 768 x 576 recording settles within a few pixels of the
+// view's centre (one frame of lag), the view never steps faster than the
+// slew allows, and it stops at the recording's edge while the target goes
+// on. Azimuths wrap across 0/360 on the way (centred at 0).
+TEST(ServoSim, FollowsATargetWithinTheSlewLimit) {
+    ServoConfig cfg;
+    cfg.scene_w = 768, cfg.scene_h = 576, cfg.view_w = 460, cfg.view_h = 346;
+    cfg.resolution = 0.05, cfg.max_slew = 0.5;
+    ServoSim servo(cfg);
+    EXPECT_EQ(servo.view_x(), 154);
+    EXPECT_EQ(servo.view_y(), 116);  // 115 rounded to even
+    EXPECT_FLOAT_EQ(servo.angles().fAz, 0.0f);
+    int last_x = servo.view_x(), last_y = servo.view_y();
+    bool wrapped = false;
+    for (int f = 0; f < 260; ++f) {
+        const double x = 150 + 3.0 * f, y = 400 - 1.0 * f;  // the target in the recording
+        const QEVO::SyncInfos a = servo.angles();
+        wrapped = wrapped || a.fAz > 300;
+        const float tx = static_cast<float>(x - servo.view_x());
+        const float ty = static_cast<float>(y - servo.view_y());
+        if (f > 40 && x < 768 - 230 - 20) {  // settled, and not held by the edge
+            EXPECT_NEAR(tx, 230, 5) << f;
+            EXPECT_NEAR(ty, 173, 5) << f;
+        }
+        servo.command(KIVEX::servo_calc_Az(a.fAz, tx, cfg.resolution, 460, 346),
+                      KIVEX::servo_calc_Pt(a.fPt, ty, cfg.resolution, 460, 346));
+        // 0.5 degrees per frame is 10 pixels; rounding to even adds at most 2.
+        EXPECT_LE(std::abs(servo.view_x() - last_x), 12) << f;
+        EXPECT_LE(std::abs(servo.view_y() - last_y), 12) << f;
+        EXPECT_TRUE(servo.view_x() % 2 == 0 && servo.view_y() % 2 == 0);
+        last_x = servo.view_x(), last_y = servo.view_y();
+    }
+    EXPECT_TRUE(wrapped);                  // it passed below azimuth 0
+    EXPECT_EQ(servo.view_x(), 768 - 460);  // held at the right edge
+    servo.command(NAN, 0);                 // ignored
+    EXPECT_EQ(servo.view_x(), 768 - 460);
 }

@@ -17,6 +17,9 @@
 
 #include "support.h"
 
+#include <opencv2/imgproc.hpp>
+#include <opencv2/videoio.hpp>
+
 namespace {
 
 // Runs the program with `args` in the working directory; returns its exit code.
@@ -387,4 +390,117 @@ TEST(PipelineRun, VirtualPanIsCompensatedExactly) {
     EXPECT_EQ(p["id_switches"], q["id_switches"]);
     EXPECT_GT(q["idf1"].get<double>(), 0.6) << n["idf1"];
     EXPECT_LT(n["idf1"].get<double>(), q["idf1"].get<double>() - 0.05);
+}
+
+namespace {
+
+// A 320 x 240 recording written with OpenCV: a grey ground with a few
+// squares, and a bright 30 x 60 "walker" moving 3 pixels right and 1 down
+// per frame from (60, 80). Its detections (the walker, one far square) go to
+// `dets` in the recording's coordinates, MOTChallenge format.
+void write_walk(const std::string &video, const std::string &dets, int frames) {
+    cv::VideoWriter w(video, cv::VideoWriter::fourcc('M', 'J', 'P', 'G'), 25, cv::Size(320, 240));
+    ASSERT_TRUE(w.isOpened());
+    std::string text;
+    for (int f = 1; f <= frames; ++f) {
+        cv::Mat img(240, 320, CV_8UC3, cv::Scalar(90, 100, 110));
+        for (int k = 0; k < 6; ++k)
+            cv::rectangle(img, cv::Rect(20 + 50 * k, 20 + 30 * (k % 3), 12, 12),
+                          cv::Scalar(40, 160, 40), -1);
+        const int x = 60 + 3 * (f - 1), y = 80 + (f - 1);
+        cv::rectangle(img, cv::Rect(x, y, 30, 60), cv::Scalar(230, 230, 250), -1);
+        w.write(img);
+        text += std::to_string(f) + ",-1," + std::to_string(x + 1) + "," + std::to_string(y + 1) +
+                ",30,60,0.95\n";
+        text += std::to_string(f) + ",-1,281,181,12,12,0.95\n";
+    }
+    write_file(dets, text);
+}
+
+}  // namespace
+
+// The video path with a detection file: the view (60 % of each side) follows
+// the walker, the outputs tell the same story in view and recording
+// coordinates, and the summary has every stage.
+TEST(PipelineRun, VideoWithDetectionsFollowsTheTarget) {
+    qevo_test::ScratchDir dir;
+    write_walk("walk.avi", "det.txt", 40);
+    ASSERT_EQ(run("--video walk.avi --dets det.txt --out o --slew 1 --resolution 0.1 --every 10"),
+              0)
+        << slurp("stderr.txt");
+    EXPECT_TRUE(slurp("o/view.mp4").size() > 1000 || slurp("o/view.avi").size() > 1000);
+    EXPECT_TRUE(is_png("o/contact_sheet.png") && is_png("o/frames/frame_000031.png"));
+    EXPECT_FALSE(std::ifstream("o/.partial/summary.json").good());
+    const auto js = nlohmann::json::parse(slurp("o/summary.json"));
+    EXPECT_EQ(js["input"]["frames"], 40);
+    EXPECT_EQ(js["view"]["width"], 192);
+    EXPECT_EQ(js["view"]["height"], 144);
+    for (const char *stage :
+         {"decode", "layout", "detector", "suppression", "tracker", "servo", "drawing"})
+        EXPECT_TRUE(js["stages_ms"].contains(stage)) << stage;
+
+    // view.txt: one window per frame; tracks_scene = tracks + the window.
+    std::map<int, std::pair<double, double>> corner;  // frame -> left, top
+    std::istringstream views(slurp("o/view.txt"));
+    for (std::string line; std::getline(views, line);) {
+        int f = 0, left = 0, top = 0, w = 0, h = 0;
+        ASSERT_EQ(std::sscanf(line.c_str(), "%d,%d,%d,%d,%d", &f, &left, &top, &w, &h), 5) << line;
+        EXPECT_TRUE(w == 192 && h == 144);
+        corner[f] = {left, top};
+    }
+    ASSERT_EQ(corner.size(), 40u);
+    const std::vector<Line> view = read_mot("o/tracks.txt"), scene = read_mot("o/tracks_scene.txt");
+    ASSERT_EQ(view.size(), scene.size());
+    ASSERT_GT(view.size(), 30u);
+    int settled = 0;
+    for (size_t i = 0; i < view.size(); ++i) {
+        const Line &v = view[i], &s = scene[i];
+        EXPECT_NEAR(s.x - v.x, corner[v.frame].first - 1, 0.011);
+        EXPECT_NEAR(s.y - v.y, corner[v.frame].second - 1, 0.011);
+        // Once settled the walker (30 x 60) sits at the view's centre (96, 72).
+        if (v.frame > 20 && v.w < 40) {
+            EXPECT_NEAR(v.x - 1 + v.w / 2, 96, 6) << v.frame;
+            EXPECT_NEAR(v.y - 1 + v.h / 2, 72, 6) << v.frame;
+            ++settled;
+        }
+    }
+    EXPECT_GE(settled, 15);
+    // The window moved at most 1 degree, 10 pixels (+2 for even rounding), a frame.
+    for (const auto &kv : corner)
+        if (corner.count(kv.first - 1)) {
+            EXPECT_LE(std::abs(kv.second.first - corner[kv.first - 1].first), 12);
+            EXPECT_LE(std::abs(kv.second.second - corner[kv.first - 1].second), 12);
+        }
+}
+
+// Recordings that cannot be used, and one that breaks off.
+TEST(PipelineRun, VideoBadInput) {
+    qevo_test::ScratchDir dir;
+    write_walk("walk.avi", "det.txt", 30);
+    write_file("garbage.avi", std::string(5000, 'x'));
+    write_file("late.txt", "99,-1,1,1,10,10,0.9\n");
+    const struct {
+        std::string args;
+        std::string message;
+    } cases[] = {
+        {"--video missing.avi --out o", "cannot open video 'missing.avi'"},
+        {"--video garbage.avi --out o", "garbage.avi"},
+        {"--video walk.avi --dets late.txt --out o", "beyond the 30 frames"},
+        {"--video walk.avi --frames x.nv12 --out o", "--video cannot be combined"},
+    };
+    for (const auto &c : cases) {
+        EXPECT_NE(run(c.args), 0) << c.args;
+        EXPECT_NE(slurp("stderr.txt").find(c.message), std::string::npos)
+            << c.args << " -> " << slurp("stderr.txt");
+        EXPECT_FALSE(std::ifstream("o/summary.json").good()) << c.args;
+    }
+    // Cut short: the frames that decode are used, with a warning.
+    const std::string whole = slurp("walk.avi");
+    write_file("cut.avi", whole.substr(0, whole.size() / 2));
+    ASSERT_EQ(run("--video cut.avi --dets det.txt --out o"), 0) << slurp("stderr.txt");
+    const auto js = nlohmann::json::parse(slurp("o/summary.json"));
+    EXPECT_LT(js["input"]["frames"].get<int>(), 30);
+    EXPECT_GT(js["input"]["frames"].get<int>(), 0);
+    EXPECT_TRUE(js["input"]["decoding_stopped_early"].get<bool>());
+    EXPECT_NE(slurp("stderr.txt").find("stopped after"), std::string::npos);
 }
