@@ -37,6 +37,7 @@ cmake -S . -B "$dir" -DCMAKE_TOOLCHAIN_FILE=cmake/toolchain-aarch64.cmake \
   >/dev/null
 cmake --build "$dir" -j "$(nproc 2>/dev/null || echo 2)" --target arm_icount
 gcc -O2 -shared -fPIC -fvisibility=hidden -o "$dir/libcount.so" "$icount/count.c"
+gcc -O2 -shared -fPIC -fvisibility=hidden -I"$icount" -o "$dir/liblines.so" bench/arm/lines.c
 
 # The cross toolchain's libraries first, so that the host's arm64 libc (listed
 # in the loader cache once arm64 packages are installed) is never loaded.
@@ -60,10 +61,22 @@ run() {
     }' "$counts"
 }
 
+# lines CASE SIDE: prints "read_kb write_kb", the distinct cache lines one call
+# reads and writes (the traffic of a call on uncached data), in KB.
+lines() {
+  local name=$1 side=$2 counts="$dir/lines.txt"
+  rm -f "$counts"
+  env -u QEVO_SIMD "${guest[@]}" -plugin "$dir/liblines.so,out=$counts" "$prog" "$name" "$side" 1 \
+    >/dev/null
+  awk '{ for (i = 1; i <= NF; ++i) { split($i, kv, "="); v[kv[1]] = kv[2] } }
+       END { printf "%.0f %.0f\n", v["read_lines"] * 64 / 1024, v["write_lines"] * 64 / 1024 }' \
+    "$counts"
+}
+
 table=$(mktemp)
 {
-  echo "| case | peer | NEON insns/call | scalar insns/call | peer insns/call | peer/NEON | scalar/NEON | NEON insns/output byte | peer insns/output byte | NEON vector share | peer vector share |"
-  echo "|---|---|---:|---:|---:|---:|---:|---:|---:|---:|---:|"
+  echo "| case | peer | NEON insns/call | scalar insns/call | peer insns/call | peer/NEON | scalar/NEON | NEON insns/output byte | peer insns/output byte | NEON vector share | peer vector share | ours KB read / written | peer KB read / written |"
+  echo "|---|---|---:|---:|---:|---:|---:|---:|---:|---:|---:|---:|---:|"
 } > "$table"
 while IFS=$'\t' read -r name peer; do
   if [ -n "$pattern" ] && ! grep -qE -- "$pattern" <<<"$name"; then continue; fi
@@ -71,10 +84,13 @@ while IFS=$'\t' read -r name peer; do
   read -r ours ours_vec bytes < <(run "$name" ours)
   read -r scalar _ _ < <(run "$name" ours -E QEVO_SIMD=scalar)
   read -r theirs theirs_vec _ < <(run "$name" peer)
+  read -r our_read our_write < <(lines "$name" ours)
+  read -r peer_read peer_write < <(lines "$name" peer)
   awk -v n="$name" -v p="$peer" -v o="$ours" -v s="$scalar" -v t="$theirs" -v b="$bytes" \
-    -v ov="$ours_vec" -v tv="$theirs_vec" 'BEGIN {
-      printf "| %s | %s | %d | %d | %d | %.2f | %.2f | %.2f | %.2f | %.0f%% | %.0f%% |\n",
-             n, p, o, s, t, t / o, s / o, o / b, t / b, 100 * ov, 100 * tv }' >> "$table"
+    -v ov="$ours_vec" -v tv="$theirs_vec" -v orr="$our_read" -v ow="$our_write" \
+    -v pr="$peer_read" -v pw="$peer_write" 'BEGIN {
+      printf "| %s | %s | %d | %d | %d | %.2f | %.2f | %.2f | %.2f | %.0f%% | %.0f%% | %d / %d | %d / %d |\n",
+             n, p, o, s, t, t / o, s / o, o / b, t / b, 100 * ov, 100 * tv, orr, ow, pr, pw }' >> "$table"
 done < <("${guest[@]}" "$prog" --list)
 
 if [ -n "$pattern" ]; then
@@ -104,6 +120,9 @@ versions=$(dpkg-query -W -f='${Package} ${Version}; ' libopencv-imgproc406:arm64
   echo "  ${versions%; }."
   echo "- peer/NEON above 1 means this library executes fewer instructions. Vector share:"
   echo "  Advanced SIMD data-processing and load/store instructions over all counted ones."
+  echo "- KB read / written: the distinct 64-byte lines one call loads from and stores to"
+  echo "  (\`bench/arm/lines.c\`, a qemu plugin with a memory callback), the traffic of a"
+  echo "  call on a frame that is in no cache; a peer's intermediate buffers count as touched."
   echo
   cat "$table"
 } > "$table.md"

@@ -30,6 +30,7 @@
 #include "objTracker.h"
 #include "../mute_stdout.h"
 #include "bench_inputs.h"
+#include "collector.h"
 #include "peer_table.h"
 #include "utils.h"
 
@@ -555,33 +556,6 @@ std::vector<Row> register_all(std::vector<PerElement> &per_element) {
     return rows;
 }
 
-// Console output as usual, and the CPU time (microseconds) of every run kept;
-// with repetitions, the table shows the median of the repetitions.
-class Collector : public benchmark::ConsoleReporter {
-  public:
-    void ReportRuns(const std::vector<Run> &runs) override {
-        for (const Run &r : runs) {
-            if (r.run_type != Run::RT_Iteration || r.error_occurred) continue;
-            const double us = r.GetAdjustedCPUTime() *
-                              benchmark::GetTimeUnitMultiplier(benchmark::kMicrosecond) /
-                              benchmark::GetTimeUnitMultiplier(r.time_unit);
-            samples[r.run_name.function_name].push_back(us);
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-    std::map<std::string, double> medians() const {
-        std::map<std::string, double> out;
-        for (const auto &kv : samples) {
-            std::vector<double> v = kv.second;
-            std::sort(v.begin(), v.end());
-            const size_t n = v.size();
-            out[kv.first] = n % 2 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
-        }
-        return out;
-    }
-    std::map<std::string, std::vector<double>> samples;
-};
-
 std::string fmt_us(const std::map<std::string, double> &t, const std::string &name) {
     auto it = t.find(name);
     if (name.empty() || it == t.end()) return "-";
@@ -597,7 +571,7 @@ int main(int argc, char **argv) {
     std::vector<PerElement> per_element;
     const std::vector<Row> rows = register_all(per_element);
     benchmark::Initialize(&argc, argv);
-    Collector collector;
+    qevo_bench::Collector collector;
     benchmark::RunSpecifiedBenchmarks(&collector);
     std::fflush(stdout);
 

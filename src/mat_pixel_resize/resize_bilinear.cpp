@@ -4,6 +4,7 @@
 // worked out once per call into column and row tables, each source row
 // interpolated horizontally into a 16-bit row buffer, two such buffers cached
 // from one output row to the next, and a vertical blend rounded with +2.
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <cstdlib>
@@ -12,6 +13,7 @@
 #include "mat_pixel_resize.h"
 #include "resize_bilinear_paths.h"
 #include "resize_rows.h"
+#include "utils/prefetch.h"
 #include "utils/simd_select.h"
 
 using namespace qevo_resize;
@@ -151,6 +153,15 @@ bool RowResizer::init(int n, const unsigned char *src, int srcw, int srch, int s
     w_ = w;
     h_ = h;
     prev_sy1_ = -2;
+    // Prefetching the next output row's source rows is worth its cost (about
+    // a cycle per cache line, paid also when the rows are already cached)
+    // when the output has at least two rows for every three source rows;
+    // below that the rows fetched per output row outweigh the work on them.
+    // Measured on x86-64: 1080 to 720 rows 30 % faster from memory and about
+    // 3 % slower from the caches; a 3:1 shrink 40 % faster from memory but
+    // 15 % slower from the caches, so it goes without.
+    prefetch_ = 3LL * h >= 2LL * srch;
+    prefetched_ = -1;
     return true;
 }
 
@@ -164,6 +175,14 @@ bool RowResizer::halve_all(unsigned char *dst, int stride) const {
 
 void RowResizer::row(int dy, unsigned char *out) {
     const int row_bytes = srcw_ * n_;
+    // The rows up to those the next output row needs are requested now, in
+    // order and each once, so that they arrive while this row is computed.
+    if (prefetch_ && dy + 1 < h_) {
+        for (int r = std::max(prefetched_ + 1, yofs_[dy]); r <= yofs_[dy + 1] + 1; ++r)
+            qevo_internal::prefetch_bytes(src_ + static_cast<size_t>(srcstride_) * r,
+                                          static_cast<size_t>(row_bytes));
+        prefetched_ = std::max(prefetched_, yofs_[dy + 1] + 1);
+    }
     if (!planned_) {
         if (plan_ != nullptr) paths_->plan(n_, xofs_, ialpha_, w_, row_bytes, plan_);
         planned_ = true;

@@ -47,6 +47,8 @@ class RowResizer {
     short *ialpha_ = nullptr, *ibeta_ = nullptr;
     short *rows0_ = nullptr, *rows1_ = nullptr;
     int prev_sy1_ = -2;
+    bool prefetch_ = false;  // prefetch the next output row's source rows
+    int prefetched_ = -1;    // last source row prefetched
 };
 
 }  // namespace qevo_resize
