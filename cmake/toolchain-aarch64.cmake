@@ -23,8 +23,9 @@ set(CMAKE_CROSSCOMPILING_EMULATOR
     ${QEVO_QEMU_AARCH64};-L;${QEVO_AARCH64_SYSROOT};-E;LD_LIBRARY_PATH=${QEVO_AARCH64_SYSROOT}/lib)
 
 # Libraries and headers of the target come from the cross sysroot; programs
-# (cmake, bash, nm) from the host.
-set(CMAKE_FIND_ROOT_PATH ${QEVO_AARCH64_SYSROOT})
+# (cmake, bash, nm) from the host. A root given on the command line (a staging
+# directory with unpacked arm64 packages) is searched as well.
+list(APPEND CMAKE_FIND_ROOT_PATH ${QEVO_AARCH64_SYSROOT})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)

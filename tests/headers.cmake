@@ -9,5 +9,6 @@ foreach(header IN LISTS QEVO_PUBLIC_HEADERS)
   list(APPEND QEVO_HEADER_CHECK_SOURCES ${tu})
 endforeach()
 add_library(qevo_header_check OBJECT ${QEVO_HEADER_CHECK_SOURCES})
-target_include_directories(qevo_header_check PRIVATE ${PROJECT_SOURCE_DIR}/include)
+target_include_directories(qevo_header_check PRIVATE ${PROJECT_SOURCE_DIR}/include
+                           ${PROJECT_BINARY_DIR}/include)
 target_compile_options(qevo_header_check PRIVATE -Wpedantic)

@@ -1,11 +1,13 @@
 // A minimal application built against the installed library.
 #include <cstdio>
+#include <string>
 
 #include "detection_type_api.h"
 #include "imageMat.h"
 #include "mat_pixel_resize.h"
 #include "objTracker.h"
 #include "preprocess.h"
+#include "qevo_version.h"
 #include "rawReader.h"
 #include "tracker.h"
 #include "utils.h"
@@ -30,6 +32,7 @@ int main() {
     if (tracker.update(&det, 1) != 0 || tracker.track_count() != 1 ||
         tracker.tracks()[0].box.trackID != 1)
         return 1;
+    if (std::string(qevo::version()) != QEVO_VERSION_STRING || QEVO_VERSION_MAJOR < 1) return 1;
     QEVO::ImgMat img;
     if (img.layout != QEVO::HWC || KIVEX::IsFileExist("/") != 1) return 1;
     std::puts("consumer ok");

@@ -24,8 +24,8 @@ mkdir -p "$work"
 "$cmake_tool" --install "$build" --prefix "$prefix" >"$work/install.log"
 
 for h in detection_type_api.h imageMat.h mat_pixel_resize.h objTracker.h preprocess.h rawReader.h \
-    tracker.h utils.h; do
-    [ -f "$prefix/include/$h" ] || { echo "header $h not installed"; exit 1; }
+    tracker.h utils.h qevo_version.h; do
+    [ -f "$prefix/include/qevo/$h" ] || { echo "header $h not installed"; exit 1; }
 done
 pc=$(find "$prefix" -name qevo.pc -print -quit)
 [ -n "$pc" ] || { echo "qevo.pc not installed"; exit 1; }
