@@ -1,9 +1,10 @@
-// Records and enumerations exchanged between the application and the library.
-//
-// Every record is a plain aggregate shared in memory with the application:
-// fields are declared in this exact order, with natural alignment and no
-// packing. No record owns memory; a pointer inside a record refers to memory
-// somebody else allocated and frees.
+/// @file detection_type_api.h
+/// Records and enumerations exchanged between the application and the library.
+///
+/// Every record is a plain aggregate shared in memory with the application:
+/// fields are declared in this exact order, with natural alignment and no
+/// packing. No record owns memory; a pointer inside a record refers to memory
+/// somebody else allocated and frees.
 #ifndef QEVO_DETECTION_TYPE_API_H
 #define QEVO_DETECTION_TYPE_API_H
 
@@ -16,32 +17,32 @@
 
 namespace QEVO {
 
-// Camera band of a frame; carried, never interpreted.
+/// Camera band of a frame; carried, never interpreted.
 typedef enum : unsigned int {
     IR = 1,
     VIS = 2,
 } MODE;
 
-// Order of the dimensions in memory, outermost first (a batch dimension, where
-// there is one, comes before all three).
+/// Order of the dimensions in memory, outermost first (a batch dimension, where
+/// there is one, comes before all three).
 typedef enum : unsigned int {
-    CHW = 1,  // planar: channel planes, rows, columns
-    HWC = 2,  // interleaved: rows, pixels, channels
-    WHC = 3,  // columns, rows, channels
+    CHW = 1,  ///< planar: channel planes, rows, columns
+    HWC = 2,  ///< interleaved: rows, pixels, channels
+    WHC = 3,  ///< columns, rows, channels
 } DATA_LAYOUT;
 
-// Pixel format of an 8-bit image.
+/// Pixel format of an 8-bit image.
 typedef enum : unsigned int {
     RGB = 1,
     BGR = 2,
     RGBA = 3,
     BGRA = 4,
-    NV12 = 5,  // Y plane, then interleaved U,V at half resolution
-    NV21 = 6,  // Y plane, then interleaved V,U at half resolution
+    NV12 = 5,  ///< Y plane, then interleaved U,V at half resolution
+    NV21 = 6,  ///< Y plane, then interleaved V,U at half resolution
     GRAY = 7,
 } INPUT_LAYOUT;
 
-// Element type of a tensor. The values and their gaps are fixed.
+/// Element type of a tensor. The values and their gaps are fixed.
 typedef enum : int {
     AI_DT_UNDEFINED = -1,
     AI_FLOAT = 0,
@@ -62,8 +63,8 @@ typedef enum : int {
     AI_BF16 = 27,
 } DATATYPE;
 
-// Byte size of one element of `type`, or 0 for a type that has none
-// (undefined, string, complex, bf16 and every value outside the table).
+/// Byte size of one element of `type`, or 0 for a type that has none
+/// (undefined, string, complex, bf16 and every value outside the table).
 constexpr int datatype_size(DATATYPE type) {
     switch (type) {
         case AI_FLOAT:
@@ -87,65 +88,65 @@ constexpr int datatype_size(DATATYPE type) {
     }
 }
 
-// Byte size of a semi-planar YUV 4:2:0 image: width x height x 1.5 in double
-// precision, truncated towards zero. A value that does not fit an int (only
-// possible for absurd sizes) gives -1 instead of an undefined conversion, so
-// callers that refuse negative sizes refuse it too.
+/// Byte size of a semi-planar YUV 4:2:0 image: width x height x 1.5 in double
+/// precision, truncated towards zero. A value that does not fit an int (only
+/// possible for absurd sizes) gives -1 instead of an undefined conversion, so
+/// callers that refuse negative sizes refuse it too.
 constexpr int yuv420sp_size(int width, int height) {
     const double bytes = static_cast<double>(width) * height * 1.5;
     return (bytes >= 2147483648.0 || bytes <= -2147483649.0) ? -1 : static_cast<int>(bytes);
 }
 
-// Servo and camera state of one frame. The library reads only fAz and fPt.
+/// Servo and camera state of one frame. The library reads only fAz and fPt.
 typedef struct tag_syncInfos {
-    float fAz;  // azimuth (pan) in degrees
-    float fPt;  // pitch (tilt) in degrees
-    double focal;
-    double camera_pitch_angle;
-    double camera_yaw_angle;
-    double camera_roll_angle;
-    double pixel_size;
+    float fAz;                  ///< azimuth (pan) in degrees
+    float fPt;                  ///< pitch (tilt) in degrees
+    double focal;               ///< focal length; carried for the application
+    double camera_pitch_angle;  ///< camera mounting pitch; carried
+    double camera_yaw_angle;    ///< camera mounting yaw; carried
+    double camera_roll_angle;   ///< camera mounting roll; carried
+    double pixel_size;          ///< sensor pixel size; carried
 } SyncInfos;
 
-// One detection or one track's box; (x1, y1) top-left, (x2, y2) bottom-right.
+/// One detection or one track's box; (x1, y1) top-left, (x2, y2) bottom-right.
 typedef struct tag_Objinfo {
-    float x1;
-    float y1;
-    float x2;
-    float y2;
-    float score;
-    int classNum;
-    int ID;       // the application's; copied, never read
-    int trackID;  // written by the tracker
-    float area;   // set by the producer of the record; never computed here
+    float x1;      ///< left edge in pixels
+    float y1;      ///< top edge in pixels
+    float x2;      ///< right edge in pixels
+    float y2;      ///< bottom edge in pixels
+    float score;   ///< detector confidence
+    int classNum;  ///< class index
+    int ID;        ///< the application's; copied, never read
+    int trackID;   ///< written by the tracker
+    float area;    ///< set by the producer of the record; never computed here
 } objinfo;
 
-// Descriptor of one 8-bit image owned by the application.
+/// Descriptor of one 8-bit image owned by the application.
 typedef struct tag_ImgMat {
-    unsigned char *data = nullptr;
-    int width = 0;
-    int height = 0;
-    int depth = 0;
-    DATA_LAYOUT layout = HWC;
-    INPUT_LAYOUT inlayout = RGB;
-    int frameID = 0;
-    MODE mode = IR;
-    long long timestamp = 0;
-    long long cfg = 0;  // address of the frame's SyncInfos, or 0
+    unsigned char *data = nullptr;  ///< first pixel; the application owns the buffer
+    int width = 0;                  ///< width in pixels
+    int height = 0;                 ///< height in pixels
+    int depth = 0;                  ///< bytes per pixel of interleaved formats
+    DATA_LAYOUT layout = HWC;       ///< order of the dimensions in memory
+    INPUT_LAYOUT inlayout = RGB;    ///< pixel format
+    int frameID = 0;                ///< the application's frame number; carried
+    MODE mode = IR;                 ///< camera band; carried
+    long long timestamp = 0;        ///< the application's time stamp; carried
+    long long cfg = 0;              ///< address of the frame's SyncInfos, or 0
 } ImgMat;
 
-// Descriptor of one tensor crossing the boundary.
+/// Descriptor of one tensor crossing the boundary.
 typedef struct tag_TenMat {
-    void *data;
-    int width;
-    int height;
-    int depth;
-    size_t dataByte;  // whole buffer size (capacity when the application supplies it)
-    DATATYPE type;
-    DATA_LAYOUT layout;
-    int elementNum;  // width x height x depth; a batch is not counted
-    long long timestamp;
-    long long cfg;
+    void *data;           ///< first element; owned by whoever allocated it
+    int width;            ///< width in elements
+    int height;           ///< height in elements
+    int depth;            ///< depth (channels) in elements
+    size_t dataByte;      ///< whole buffer size (capacity when the application supplies it)
+    DATATYPE type;        ///< element type
+    DATA_LAYOUT layout;   ///< order of the dimensions in memory
+    int elementNum;       ///< width x height x depth; a batch is not counted
+    long long timestamp;  ///< the application's time stamp; carried
+    long long cfg;        ///< the application's value; carried
 } TenMat;
 
 }  // namespace QEVO
