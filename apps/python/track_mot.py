@@ -22,15 +22,17 @@ import argparse
 import math
 import os
 import sys
+from typing import Dict, List, Union
 
 import numpy as np
+import numpy.typing as npt
 
 import qevo
 
 
-def read_detections(path, min_score):
+def read_detections(path: str, min_score: float) -> Dict[int, npt.NDArray[np.float32]]:
     """{frame: N x 6 float32 array (x1, y1, x2, y2, score, class 0)}."""
-    frames = {}
+    frames: Dict[int, List[List[float]]] = {}
     try:
         with open(path) as f:
             lines = f.read().splitlines()
@@ -58,8 +60,8 @@ def read_detections(path, min_score):
     return {k: np.array(v, dtype=np.float32) for k, v in frames.items()}
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
+def main() -> None:
+    parser = argparse.ArgumentParser(description=(__doc__ or "").split("\n\n")[0])
     parser.add_argument("detections")
     parser.add_argument("result")
     parser.add_argument("--tracker", choices=("motion", "exact"), default="motion",
@@ -76,6 +78,7 @@ def main():
         sys.stdout.flush()
         os.dup2(os.open(os.devnull, os.O_WRONLY), 1)
 
+    tracker: Union[qevo.MotionTracker, qevo.Tracker]
     if args.tracker == "motion":
         tracker, reported = qevo.MotionTracker(), qevo.TRACK_CONFIRMED
     else:

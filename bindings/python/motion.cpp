@@ -133,7 +133,8 @@ void bind_motion(py::module_ &m) {
              py::arg("match_classes") = d.match_classes,
              py::arg("position_noise") = d.position_noise,
              py::arg("velocity_noise") = d.velocity_noise, py::arg("servo_noise") = d.servo_noise,
-             py::arg("first_id") = d.first_id)
+             py::arg("first_id") = d.first_id,
+             "An empty tracker with the given parameters (keywords only).")
         .def("update", &PyMotionTracker::update, py::arg("dets"), py::kw_only(),
              py::arg("az") = py::none(), py::arg("pt") = py::none(), py::arg("resolution") = 0.0,
              "One frame: dets as for Tracker.update (the class column matters with\n"
@@ -163,7 +164,9 @@ void bind_motion(py::module_ &m) {
         .def_property_readonly(
             "params", [](const PyMotionTracker &t) { return params_dict(t.tracker.params()); },
             "The parameters in use, as a dict.")
-        .def("__len__", [](const PyMotionTracker &t) { return t.tracker.track_count(); });
+        .def(
+            "__len__", [](const PyMotionTracker &t) { return t.tracker.track_count(); },
+            "Number of tracks held (tentative, confirmed and lost).");
 }
 
 }  // namespace qevo_py

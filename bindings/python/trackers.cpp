@@ -185,12 +185,14 @@ void bind_trackers(py::module_ &m) {
         .def(py::init([](float iou_threshold) {
                  return Tracker{iou_threshold, {}};
              }),
-             py::arg("iou_threshold") = 0.3f)
-        .def_readonly("threshold", &Tracker::threshold)
+             py::arg("iou_threshold") = 0.3f,
+             "An empty tracker matching by IoU above iou_threshold.")
+        .def_readonly("threshold", &Tracker::threshold, "The IoU threshold of matching.")
         .def("update", &Tracker::update, py::arg("dets"),
              "One frame: dets is an N x 6 float32 array (or list of rows); returns tracks().")
         .def("tracks", &Tracker::rows, "The tracks as an N x 8 float64 array, in list order.")
-        .def("__len__", [](const Tracker &t) { return t.tracks.size(); });
+        .def(
+            "__len__", [](const Tracker &t) { return t.tracks.size(); }, "Number of tracks.");
 
     py::class_<SnapshotTracker>(
         m, "SnapshotTracker",
@@ -201,8 +203,10 @@ void bind_trackers(py::module_ &m) {
         .def(py::init([](float distance_threshold, const std::string &layout) {
                  return SnapshotTracker{distance_threshold, layout_named(layout), {}};
              }),
-             py::arg("distance_threshold") = 0.5f, py::arg("layout") = "nv12")
-        .def_readonly("threshold", &SnapshotTracker::threshold)
+             py::arg("distance_threshold") = 0.5f, py::arg("layout") = "nv12",
+             "An empty tracker; layout ('nv12' or 'rgb') is the layout of its patches.")
+        .def_readonly("threshold", &SnapshotTracker::threshold,
+                      "The distance threshold of matching.")
         .def("update", &SnapshotTracker::update, py::arg("dets"), py::arg("patches") = py::none(),
              py::arg("az") = py::none(), py::arg("pt") = py::none(),
              "One frame: dets as for Tracker.update; patches one per detection (NV12\n"
@@ -216,7 +220,9 @@ void bind_trackers(py::module_ &m) {
              "None for a track without one.")
         .def("servo_history", &SnapshotTracker::servo_history, py::arg("index"),
              "Track `index`'s servo angles (az, pt), one row per frame with angles.")
-        .def("__len__", [](const SnapshotTracker &t) { return t.tracks.size(); });
+        .def(
+            "__len__", [](const SnapshotTracker &t) { return t.tracks.size(); },
+            "Number of tracks.");
 
     m.def(
         "filter_objtrackers",
