@@ -71,11 +71,13 @@ size_t cold_sets(size_t set_bytes) {
 }
 
 // `sets` buffers of n bytes each, every byte written (pages faulted in):
-// a fast generator, seeded per buffer.
-std::vector<std::vector<unsigned char>> buffers(size_t sets, size_t n, unsigned seed) {
-    std::vector<std::vector<unsigned char>> out(sets);
+// a fast generator, seeded per buffer. Shared, so that the calls of a case
+// (copied into std::function) keep them alive.
+std::shared_ptr<std::vector<std::vector<unsigned char>>> buffers(size_t sets, size_t n,
+                                                                 unsigned seed) {
+    auto out = std::make_shared<std::vector<std::vector<unsigned char>>>(sets);
     uint64_t x = 0x9E3779B97F4A7C15ull * (seed + 1);
-    for (auto &b : out) {
+    for (auto &b : *out) {
         b.resize(n);
         for (size_t i = 0; i + 8 <= n; i += 8) {
             x ^= x << 13, x ^= x >> 7, x ^= x << 17;
@@ -85,10 +87,11 @@ std::vector<std::vector<unsigned char>> buffers(size_t sets, size_t n, unsigned 
     return out;
 }
 
-std::vector<std::vector<float>> float_buffers(size_t sets, size_t n, unsigned seed) {
-    std::vector<std::vector<float>> out(sets);
+std::shared_ptr<std::vector<std::vector<float>>> float_buffers(size_t sets, size_t n,
+                                                               unsigned seed) {
+    auto out = std::make_shared<std::vector<std::vector<float>>>(sets);
     uint32_t x = 2463534242u + seed;
-    for (auto &b : out) {
+    for (auto &b : *out) {
         b.resize(n);
         for (float &v : b) {
             x ^= x << 13, x ^= x >> 17, x ^= x << 5;
@@ -121,25 +124,23 @@ Case resize_case(int n, int sw, int sh, int dw, int dh) {
     char name[96];
     std::snprintf(name, sizeof name, "resize_bilinear_c%d %dx%d -> %dx%d", n, sw, sh, dw, dh);
     const size_t in = static_cast<size_t>(sw) * sh * n, out = static_cast<size_t>(dw) * dh * n;
-    return {
-        name,
-        "cv::resize INTER_LINEAR",
-        in + out,
-        resize_rows_bytes(sh, dh, sw * n),
-        static_cast<double>(out),
-        [=](size_t sets) {
-            auto src =
-                std::make_shared<std::vector<std::vector<unsigned char>>>(buffers(sets, in, 1));
-            auto dst =
-                std::make_shared<std::vector<std::vector<unsigned char>>>(buffers(sets, out, 2));
-            const Packed k = kernels[n - 1];
-            return Calls{[=](size_t i) { k((*src)[i].data(), sw, sh, (*dst)[i].data(), dw, dh); },
-                         [=](size_t i) {
-                             const cv::Mat s(sh, sw, CV_8UC(n), (*src)[i].data());
-                             cv::Mat d(dh, dw, CV_8UC(n), (*dst)[i].data());
-                             cv::resize(s, d, d.size(), 0, 0, cv::INTER_LINEAR);
-                         }};
-        }};
+    return {name,
+            "cv::resize INTER_LINEAR",
+            in + out,
+            resize_rows_bytes(sh, dh, sw * n),
+            static_cast<double>(out),
+            [=](size_t sets) {
+                auto src = buffers(sets, in, 1);
+                auto dst = buffers(sets, out, 2);
+                const Packed k = kernels[n - 1];
+                return Calls{
+                    [=](size_t i) { k((*src)[i].data(), sw, sh, (*dst)[i].data(), dw, dh); },
+                    [=](size_t i) {
+                        const cv::Mat s(sh, sw, CV_8UC(n), (*src)[i].data());
+                        cv::Mat d(dh, dw, CV_8UC(n), (*dst)[i].data());
+                        cv::resize(s, d, d.size(), 0, 0, cv::INTER_LINEAR);
+                    }};
+            }};
 }
 
 Case nv12_resize_case(int sw, int sh, int dw, int dh) {
@@ -148,28 +149,26 @@ Case nv12_resize_case(int sw, int sh, int dw, int dh) {
                   dh);
     const size_t in = static_cast<size_t>(sw) * sh * 3 / 2,
                  out = static_cast<size_t>(dw) * dh * 3 / 2;
-    return {
-        name,
-        "libyuv::NV12Scale bilinear",
-        in + out,
-        resize_rows_bytes(sh, dh, sw) + resize_rows_bytes(sh / 2, dh / 2, sw),
-        static_cast<double>(out),
-        [=](size_t sets) {
-            auto src =
-                std::make_shared<std::vector<std::vector<unsigned char>>>(buffers(sets, in, 3));
-            auto dst =
-                std::make_shared<std::vector<std::vector<unsigned char>>>(buffers(sets, out, 4));
-            return Calls{[=](size_t i) {
-                             resize_bilinear_yuv420sp((*src)[i].data(), sw, sh, (*dst)[i].data(),
-                                                      dw, dh);
-                         },
-                         [=](size_t i) {
-                             const uint8_t *sy = (*src)[i].data();
-                             uint8_t *dy = (*dst)[i].data();
-                             libyuv::NV12Scale(sy, sw, sy + sw * sh, sw, sw, sh, dy, dw,
-                                               dy + dw * dh, dw, dw, dh, libyuv::kFilterBilinear);
-                         }};
-        }};
+    return {name,
+            "libyuv::NV12Scale bilinear",
+            in + out,
+            resize_rows_bytes(sh, dh, sw) + resize_rows_bytes(sh / 2, dh / 2, sw),
+            static_cast<double>(out),
+            [=](size_t sets) {
+                auto src = buffers(sets, in, 3);
+                auto dst = buffers(sets, out, 4);
+                return Calls{[=](size_t i) {
+                                 resize_bilinear_yuv420sp((*src)[i].data(), sw, sh,
+                                                          (*dst)[i].data(), dw, dh);
+                             },
+                             [=](size_t i) {
+                                 const uint8_t *sy = (*src)[i].data();
+                                 uint8_t *dy = (*dst)[i].data();
+                                 libyuv::NV12Scale(sy, sw, sy + sw * sh, sw, sw, sh, dy, dw,
+                                                   dy + dw * dh, dw, dw, dh,
+                                                   libyuv::kFilterBilinear);
+                             }};
+            }};
 }
 
 Case rgb_case(int w, int h) {
@@ -182,10 +181,8 @@ Case rgb_case(int w, int h) {
             static_cast<double>(in),
             static_cast<double>(out),
             [=](size_t sets) {
-                auto src =
-                    std::make_shared<std::vector<std::vector<unsigned char>>>(buffers(sets, in, 5));
-                auto dst = std::make_shared<std::vector<std::vector<unsigned char>>>(
-                    buffers(sets, out, 6));
+                auto src = buffers(sets, in, 5);
+                auto dst = buffers(sets, out, 6);
                 return Calls{
                     [=](size_t i) { qevo::nv12_to_rgb((*src)[i].data(), w, h, (*dst)[i].data()); },
                     [=](size_t i) {
@@ -205,10 +202,8 @@ Case tensor_case(const qevo_bench::InputCase &c) {
             resize_rows_bytes(c.sh, th, c.sw) + resize_rows_bytes(c.sh / 2, th / 2, c.sw),
             static_cast<double>(out),
             [=](size_t sets) {
-                auto src =
-                    std::make_shared<std::vector<std::vector<unsigned char>>>(buffers(sets, in, 7));
-                auto dst = std::make_shared<std::vector<std::vector<unsigned char>>>(
-                    buffers(sets, out + 16, 8));
+                auto src = buffers(sets, in, 7);
+                auto dst = buffers(sets, out + 16, 8);
                 auto ours = std::make_shared<qevo_bench::OursInput>(c, (*src)[0].data());
                 auto chain = std::make_shared<qevo_bench::LibyuvChain>(c, (*src)[0].data());
                 return Calls{[=](size_t i) {
@@ -236,10 +231,8 @@ Case crop_case() {
             static_cast<double>(h) * std::ceil(w * 3.0 / kLine + 1) * kLine,
             static_cast<double>(out),
             [=](size_t sets) {
-                auto src =
-                    std::make_shared<std::vector<std::vector<unsigned char>>>(buffers(sets, in, 9));
-                auto dst = std::make_shared<std::vector<std::vector<unsigned char>>>(
-                    buffers(sets, out, 10));
+                auto src = buffers(sets, in, 9);
+                auto dst = buffers(sets, out, 10);
                 return Calls{[=](size_t i) {
                                  KIVEX::crop_img((*src)[i].data(), sw, sh, 3, x, y, x + w, y + h,
                                                  (*dst)[i].data());
@@ -256,60 +249,55 @@ Case crop_yuv_case() {
     const int sw = 1920, sh = 1080, x = 320, y = 180, w = 1280, h = 720;
     const size_t in = static_cast<size_t>(sw) * sh * 3 / 2,
                  out = static_cast<size_t>(w) * h * 3 / 2;
-    return {
-        "crop_yuv NV12 1920x1080 -> 1280x720",
-        "ROI copyTo of both planes",
-        in + out,
-        1.5 * h * std::ceil(w / double(kLine) + 1) * kLine,
-        static_cast<double>(out),
-        [=](size_t sets) {
-            auto src =
-                std::make_shared<std::vector<std::vector<unsigned char>>>(buffers(sets, in, 11));
-            auto dst =
-                std::make_shared<std::vector<std::vector<unsigned char>>>(buffers(sets, out, 12));
-            return Calls{
-                [=](size_t i) {
-                    KIVEX::crop_yuv((*src)[i].data(), sw, sh, x, y, x + w, y + h, (*dst)[i].data());
-                },
-                [=](size_t i) {
-                    unsigned char *s = (*src)[i].data(), *d = (*dst)[i].data();
-                    const cv::Mat sy(sh, sw, CV_8UC1, s), suv(sh / 2, sw, CV_8UC1, s + sw * sh);
-                    cv::Mat dy(h, w, CV_8UC1, d), duv(h / 2, w, CV_8UC1, d + w * h);
-                    sy(cv::Rect(x, y, w, h)).copyTo(dy);
-                    suv(cv::Rect(x, y / 2, w, h / 2)).copyTo(duv);
-                }};
-        }};
+    return {"crop_yuv NV12 1920x1080 -> 1280x720",
+            "ROI copyTo of both planes",
+            in + out,
+            1.5 * h * std::ceil(w / double(kLine) + 1) * kLine,
+            static_cast<double>(out),
+            [=](size_t sets) {
+                auto src = buffers(sets, in, 11);
+                auto dst = buffers(sets, out, 12);
+                return Calls{[=](size_t i) {
+                                 KIVEX::crop_yuv((*src)[i].data(), sw, sh, x, y, x + w, y + h,
+                                                 (*dst)[i].data());
+                             },
+                             [=](size_t i) {
+                                 unsigned char *s = (*src)[i].data(), *d = (*dst)[i].data();
+                                 const cv::Mat sy(sh, sw, CV_8UC1, s),
+                                     suv(sh / 2, sw, CV_8UC1, s + sw * sh);
+                                 cv::Mat dy(h, w, CV_8UC1, d), duv(h / 2, w, CV_8UC1, d + w * h);
+                                 sy(cv::Rect(x, y, w, h)).copyTo(dy);
+                                 suv(cv::Rect(x, y / 2, w, h / 2)).copyTo(duv);
+                             }};
+            }};
 }
 
 Case pad_case() {
     const int w = 640, h = 360, top = 140, bot = 140;
     const size_t in = static_cast<size_t>(w) * h * 3,
                  out = static_cast<size_t>(w) * (h + top + bot) * 3;
-    return {
-        "pad_img 640x360x3 -> 640x640",
-        "cv::copyMakeBorder",
-        in + out,
-        static_cast<double>(in),
-        static_cast<double>(out),
-        [=](size_t sets) {
-            auto src =
-                std::make_shared<std::vector<std::vector<unsigned char>>>(buffers(sets, in, 13));
-            auto dst =
-                std::make_shared<std::vector<std::vector<unsigned char>>>(buffers(sets, out, 14));
-            const std::vector<int> values = {114, 114, 114};
-            return Calls{[=](size_t i) {
-                             QEVO::ImgMat img;
-                             img.data = (*src)[i].data();
-                             img.width = w, img.height = h, img.depth = 3;
-                             KIVEX::pad_img(img, 0, 0, top, bot, (*dst)[i].data(), values);
-                         },
-                         [=](size_t i) {
-                             const cv::Mat s(h, w, CV_8UC3, (*src)[i].data());
-                             cv::Mat d(h + top + bot, w, CV_8UC3, (*dst)[i].data());
-                             cv::copyMakeBorder(s, d, top, bot, 0, 0, cv::BORDER_CONSTANT,
-                                                cv::Scalar(114, 114, 114));
-                         }};
-        }};
+    return {"pad_img 640x360x3 -> 640x640",
+            "cv::copyMakeBorder",
+            in + out,
+            static_cast<double>(in),
+            static_cast<double>(out),
+            [=](size_t sets) {
+                auto src = buffers(sets, in, 13);
+                auto dst = buffers(sets, out, 14);
+                const std::vector<int> values = {114, 114, 114};
+                return Calls{[=](size_t i) {
+                                 QEVO::ImgMat img;
+                                 img.data = (*src)[i].data();
+                                 img.width = w, img.height = h, img.depth = 3;
+                                 KIVEX::pad_img(img, 0, 0, top, bot, (*dst)[i].data(), values);
+                             },
+                             [=](size_t i) {
+                                 const cv::Mat s(h, w, CV_8UC3, (*src)[i].data());
+                                 cv::Mat d(h + top + bot, w, CV_8UC3, (*dst)[i].data());
+                                 cv::copyMakeBorder(s, d, top, bot, 0, 0, cv::BORDER_CONSTANT,
+                                                    cv::Scalar(114, 114, 114));
+                             }};
+            }};
 }
 
 Case planes_case() {
@@ -321,10 +309,8 @@ Case planes_case() {
             static_cast<double>(n),
             static_cast<double>(n),
             [=](size_t sets) {
-                auto src =
-                    std::make_shared<std::vector<std::vector<unsigned char>>>(buffers(sets, n, 15));
-                auto dst =
-                    std::make_shared<std::vector<std::vector<unsigned char>>>(buffers(sets, n, 16));
+                auto src = buffers(sets, n, 15);
+                auto dst = buffers(sets, n, 16);
                 return Calls{
                     [=](size_t i) {
                         KIVEX::nhwc2nchw(reinterpret_cast<char *>((*src)[i].data()),
@@ -351,10 +337,8 @@ Case float_case(int sw, int sh, int dw, int dh) {
             resize_rows_bytes(sh, dh, 4.0 * sw),
             4.0 * out,
             [=](size_t sets) {
-                auto src =
-                    std::make_shared<std::vector<std::vector<float>>>(float_buffers(sets, in, 17));
-                auto dst =
-                    std::make_shared<std::vector<std::vector<float>>>(float_buffers(sets, out, 18));
+                auto src = float_buffers(sets, in, 17);
+                auto dst = float_buffers(sets, out, 18);
                 return Calls{[=](size_t i) {
                                  resize_bilinear_float_c1((*src)[i].data(), sw, sh,
                                                           (*dst)[i].data(), dw, dh);
@@ -378,10 +362,8 @@ Case tensor_resize_case() {
             c * resize_rows_bytes(s, d, 4.0 * s),
             4.0 * out,
             [=](size_t sets) {
-                auto src =
-                    std::make_shared<std::vector<std::vector<float>>>(float_buffers(sets, in, 19));
-                auto dst =
-                    std::make_shared<std::vector<std::vector<float>>>(float_buffers(sets, out, 20));
+                auto src = float_buffers(sets, in, 19);
+                auto dst = float_buffers(sets, out, 20);
                 return Calls{
                     [=](size_t i) {
                         TensorMat t(1, c, s, s, QEVO::CHW, (*src)[i].data(), QEVO::AI_FLOAT, false);
@@ -405,31 +387,28 @@ Case tensor_resize_case() {
 Case concat_case() {
     const int s = 640;
     const size_t one = static_cast<size_t>(3) * s * s;
-    return {
-        "concat_depth 2 x 1x3x640x640 -> 1x6x640x640",
-        "memcpy of both blocks",
-        4 * 4 * one,
-        4.0 * 2 * one,
-        4.0 * 2 * one,
-        [=](size_t sets) {
-            auto a =
-                std::make_shared<std::vector<std::vector<float>>>(float_buffers(sets, one, 21));
-            auto b =
-                std::make_shared<std::vector<std::vector<float>>>(float_buffers(sets, one, 22));
-            auto dst =
-                std::make_shared<std::vector<std::vector<float>>>(float_buffers(sets, 2 * one, 23));
-            return Calls{
-                [=](size_t i) {
-                    TensorMat ta(1, 3, s, s, QEVO::CHW, (*a)[i].data(), QEVO::AI_FLOAT, false);
-                    TensorMat tb(1, 3, s, s, QEVO::CHW, (*b)[i].data(), QEVO::AI_FLOAT, false);
-                    TensorMat out(1, 6, s, s, QEVO::CHW, (*dst)[i].data(), QEVO::AI_FLOAT, false);
-                    concat_depth({&ta, &tb}, &out);
-                },
-                [=](size_t i) {
-                    std::memcpy((*dst)[i].data(), (*a)[i].data(), 4 * one);
-                    std::memcpy((*dst)[i].data() + one, (*b)[i].data(), 4 * one);
-                }};
-        }};
+    return {"concat_depth 2 x 1x3x640x640 -> 1x6x640x640",
+            "memcpy of both blocks",
+            4 * 4 * one,
+            4.0 * 2 * one,
+            4.0 * 2 * one,
+            [=](size_t sets) {
+                auto a = float_buffers(sets, one, 21);
+                auto b = float_buffers(sets, one, 22);
+                auto dst = float_buffers(sets, 2 * one, 23);
+                return Calls{
+                    [=](size_t i) {
+                        TensorMat ta(1, 3, s, s, QEVO::CHW, (*a)[i].data(), QEVO::AI_FLOAT, false);
+                        TensorMat tb(1, 3, s, s, QEVO::CHW, (*b)[i].data(), QEVO::AI_FLOAT, false);
+                        TensorMat out(1, 6, s, s, QEVO::CHW, (*dst)[i].data(), QEVO::AI_FLOAT,
+                                      false);
+                        concat_depth({&ta, &tb}, &out);
+                    },
+                    [=](size_t i) {
+                        std::memcpy((*dst)[i].data(), (*a)[i].data(), 4 * one);
+                        std::memcpy((*dst)[i].data() + one, (*b)[i].data(), 4 * one);
+                    }};
+            }};
 }
 
 std::vector<Case> all_cases() {

@@ -53,6 +53,14 @@ double angle_to_pixels(double delta, double deg_per_px) {
     return delta / deg_per_px;
 }
 
+// The filter's observation of a box: centre x, centre y, width, height.
+void observe(const StageBox &b, double z[4]) {
+    z[0] = (b.x1 + b.x2) * 0.5;
+    z[1] = (b.y1 + b.y2) * 0.5;
+    z[2] = b.x2 - b.x1;
+    z[3] = b.y2 - b.y1;
+}
+
 bool usable_angles(const QEVO::SyncInfos *sync) {
     return sync != nullptr && std::isfinite(sync->fAz) && std::isfinite(sync->fPt) &&
            std::fabs(sync->fAz) <= kMaxAngle && std::fabs(sync->fPt) <= kMaxAngle;
@@ -100,10 +108,11 @@ struct __attribute__((visibility("hidden"))) MotionTracker::Impl {
 
     int update(const QEVO::objinfo *in, int count, const QEVO::SyncInfos *sync, double res);
     void servo_shift(const QEVO::SyncInfos *sync, double res);
-    // One association stage between the tracks listed in stage_rows and the
-    // detections listed in stage_cols; matches go to match_of_track and
-    // taken.
-    void associate(double gate);
+    // One association stage between the tracks that `use_track(i)` selects
+    // and the detections that `use_det(j)` selects; matches go to
+    // match_of_track and taken.
+    template <typename TrackSel, typename DetSel>
+    void associate(TrackSel use_track, DetSel use_det, double gate);
     void apply_match(Track &t, const Detection &d);
     void start_track(const Detection &d);
     void measure_occlusion();
@@ -174,11 +183,22 @@ void MotionTracker::Impl::servo_shift(const QEVO::SyncInfos *sync, double res) {
     }
 }
 
-void MotionTracker::Impl::associate(double gate) {
+template <typename TrackSel, typename DetSel>
+void MotionTracker::Impl::associate(TrackSel use_track, DetSel use_det, double gate) {
+    stage_rows.clear();
+    stage_cols.clear();
     row_boxes.clear();
     col_boxes.clear();
-    for (int r : stage_rows) row_boxes.push_back(tracks[r].box);
-    for (int c : stage_cols) col_boxes.push_back(dets[c].box);
+    for (size_t i = 0; i < tracks.size(); ++i)
+        if (use_track(i)) {
+            stage_rows.push_back(static_cast<int>(i));
+            row_boxes.push_back(tracks[i].box);
+        }
+    for (size_t j = 0; j < dets.size(); ++j)
+        if (use_det(j)) {
+            stage_cols.push_back(static_cast<int>(j));
+            col_boxes.push_back(dets[j].box);
+        }
     finder.find(row_boxes, col_boxes, gate, p.match_classes, pairs);
     row_match.resize(stage_rows.size());
     col_match.resize(stage_cols.size());
@@ -193,8 +213,8 @@ void MotionTracker::Impl::associate(double gate) {
 }
 
 void MotionTracker::Impl::apply_match(Track &t, const Detection &d) {
-    const double z[4] = {(d.box.x1 + d.box.x2) * 0.5, (d.box.y1 + d.box.y2) * 0.5,
-                         d.box.x2 - d.box.x1, d.box.y2 - d.box.y1};
+    double z[4];
+    observe(d.box, z);
     if (t.misses > 0) {
         // Re-found after a gap: the motion over the gap is known from the two
         // observations, the filter's drift is not.
@@ -215,13 +235,8 @@ void MotionTracker::Impl::apply_match(Track &t, const Detection &d) {
 
 void MotionTracker::Impl::start_track(const Detection &d) {
     Track t;
-    const double cx = (d.box.x1 + d.box.x2) * 0.5, cy = (d.box.y1 + d.box.y2) * 0.5;
-    const double w = d.box.x2 - d.box.x1, h = d.box.y2 - d.box.y1;
-    t.state = filter.start(cx, cy, w, h);
-    t.last_z[0] = cx;
-    t.last_z[1] = cy;
-    t.last_z[2] = w;
-    t.last_z[3] = h;
+    observe(d.box, t.last_z);
+    t.state = filter.start(t.last_z[0], t.last_z[1], t.last_z[2], t.last_z[3]);
     t.id = static_cast<int>(next_id++);
     t.status = (frames == 1 || p.confirm_hits <= 1) ? TRACK_CONFIRMED : TRACK_TENTATIVE;
     t.hits = t.streak = 1;
@@ -263,32 +278,18 @@ int MotionTracker::Impl::update(const QEVO::objinfo *in, int count, const QEVO::
     match_of_track.assign(tracks.size(), -1);
 
     const float high = p.high_score;
+    auto confident = [&](size_t j) { return dets[j].score >= high; };
     // a. confirmed and lost tracks with the confident detections.
-    stage_rows.clear();
-    stage_cols.clear();
-    for (size_t i = 0; i < tracks.size(); ++i)
-        if (tracks[i].status != TRACK_TENTATIVE) stage_rows.push_back(static_cast<int>(i));
-    for (size_t j = 0; j < dets.size(); ++j)
-        if (dets[j].score >= high) stage_cols.push_back(static_cast<int>(j));
-    associate(p.match_iou);
+    associate([&](size_t i) { return tracks[i].status != TRACK_TENTATIVE; }, confident,
+              p.match_iou);
     // b. confirmed tracks matched in the previous update, still free, with
     // the low-score detections.
-    stage_rows.clear();
-    stage_cols.clear();
-    for (size_t i = 0; i < tracks.size(); ++i)
-        if (tracks[i].status == TRACK_CONFIRMED && match_of_track[i] < 0)
-            stage_rows.push_back(static_cast<int>(i));
-    for (size_t j = 0; j < dets.size(); ++j)
-        if (!(dets[j].score >= high)) stage_cols.push_back(static_cast<int>(j));
-    associate(p.low_match_iou);
+    associate(
+        [&](size_t i) { return tracks[i].status == TRACK_CONFIRMED && match_of_track[i] < 0; },
+        [&](size_t j) { return !confident(j); }, p.low_match_iou);
     // c. tentative tracks with the confident detections left.
-    stage_rows.clear();
-    stage_cols.clear();
-    for (size_t i = 0; i < tracks.size(); ++i)
-        if (tracks[i].status == TRACK_TENTATIVE) stage_rows.push_back(static_cast<int>(i));
-    for (size_t j = 0; j < dets.size(); ++j)
-        if (!taken[j] && dets[j].score >= high) stage_cols.push_back(static_cast<int>(j));
-    associate(p.tentative_match_iou);
+    associate([&](size_t i) { return tracks[i].status == TRACK_TENTATIVE; },
+              [&](size_t j) { return !taken[j] && confident(j); }, p.tentative_match_iou);
 
     // Bookkeeping, keeping the order of the tracks.
     size_t kept = 0;
