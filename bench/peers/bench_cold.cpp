@@ -452,7 +452,7 @@ constexpr size_t kFloorBytes = 256u << 20;
 // baseline, as the rest of the benchmarks.)
 __attribute__((target("avx2"))) void BM_ReadRate(benchmark::State &state) {
     auto buf = buffers(1, kFloorBytes, 30);
-    const __m256i *p = reinterpret_cast<const __m256i *>(buf[0].data());
+    const __m256i *p = reinterpret_cast<const __m256i *>((*buf)[0].data());
     for (auto _ : state) {
         __m256i s0 = _mm256_setzero_si256(), s1 = s0, s2 = s0, s3 = s0;
         for (size_t i = 0; i + 4 <= kFloorBytes / 32; i += 4) {
@@ -470,7 +470,7 @@ __attribute__((target("avx2"))) void BM_ReadRate(benchmark::State &state) {
 // Streaming write with non-temporal stores (no read for ownership).
 __attribute__((target("avx2"))) void BM_WriteRate(benchmark::State &state) {
     auto buf = buffers(1, kFloorBytes + 32, 31);
-    __m256i *p = reinterpret_cast<__m256i *>((reinterpret_cast<uintptr_t>(buf[0].data()) + 31) &
+    __m256i *p = reinterpret_cast<__m256i *>((reinterpret_cast<uintptr_t>((*buf)[0].data()) + 31) &
                                              ~uintptr_t(31));
     const __m256i v = _mm256_set1_epi8(7);
     for (auto _ : state) {
